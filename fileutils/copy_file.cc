@@ -1,0 +1,141 @@
+#include "fileutils/copy_file.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <fcntl.h>
+#include <limits>
+#include <string>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include "fileutils/link_check.h"
+#include "platform/checked_file.h"
+#include "platform/path_walk.h"
+#include "platform/system_calls.h"
+#include "platform/unique_fd.h"
+
+namespace fileutils {
+
+namespace {
+
+constexpr std::size_t kBlockBytes = 4096;
+
+// Removes the item while it is a link. By its name in the folder and not with `DeletePath`,
+// which takes a dangling link for a missing item.
+bool RemoveLink(const platform::LocatedItem& item) {
+  struct stat status = {};
+  const int result = ::fstatat(item.folder.Get(), item.name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
+  if (result != 0 || !S_ISLNK(status.st_mode)) return true;
+  return platform::Calls().unlinkat(item.folder.Get(), item.name.c_str(), 0) == 0;
+}
+
+bool SetSize(int fd, off_t size) {
+  int result = 0;
+  do {
+    result = ::ftruncate(fd, size);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
+ssize_t ReadAt(int fd, char* bytes, std::size_t count, off_t position) {
+  ssize_t result = 0;
+  do {
+    result = ::pread(fd, bytes, count, position);
+  } while (result < 0 && errno == EINTR);
+  return result;
+}
+
+bool WriteAll(int fd, const char* bytes, std::size_t count) {
+  while (count > 0) {
+    const ssize_t written = platform::Calls().write(fd, bytes, count);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes += written;
+    count -= static_cast<std::size_t>(written);
+  }
+  return true;
+}
+
+// A stretch of a file that is no hole.
+struct Extent {
+  off_t begin = 0;
+  off_t end = 0;
+};
+
+// Finds the data at or after `position`. False where none is left. Where the file
+// system does not tell holes from data, all of it is data, without a known end.
+bool FindData(int fd, off_t position, Extent* data) {
+  const off_t begin = ::lseek(fd, position, SEEK_DATA);
+  if (begin < 0 && errno == ENXIO) return false;
+  const off_t end = begin < 0 ? begin : ::lseek(fd, begin, SEEK_HOLE);
+  data->begin = begin < 0 ? position : begin;
+  data->end = end < 0 ? std::numeric_limits<off_t>::max() : end;
+  return true;
+}
+
+// Copies an extent up to its end or that of the file. False after a failure and at
+// the end of the file.
+bool CopyExtent(int source, int destination, const Extent& data) {
+  if (::lseek(destination, data.begin, SEEK_SET) < 0) return false;
+  std::array<char, kBlockBytes> block;
+  for (off_t position = data.begin; position < data.end;) {
+    const auto wanted = static_cast<std::size_t>(std::min<off_t>(kBlockBytes, data.end - position));
+    const ssize_t got = ReadAt(source, block.data(), wanted, position);
+    if (got <= 0) return false;
+    const auto count = static_cast<std::size_t>(got);
+    if (!WriteAll(destination, block.data(), count) || count < wanted) return false;
+    position += got;
+  }
+  return true;
+}
+
+// Failures are not reported: the first one ends the copy.
+void CopyContent(int source, int destination) {
+  struct stat status = {};
+  Extent data;
+  for (;;) {
+    // The size before the search: what is appended after it is no part of a hole.
+    if (::fstat(source, &status) != 0) return;
+    if (!FindData(source, data.end, &data)) break;
+    if (!CopyExtent(source, destination, data)) return;
+  }
+  // A hole at the end, which no write reaches.
+  if (status.st_size > data.end) (void)SetSize(destination, status.st_size);
+}
+
+bool IsSameFile(int first, int second) {
+  struct stat firstStatus = {};
+  struct stat secondStatus = {};
+  // Where the system does not tell, nothing may be cut off.
+  if (::fstat(first, &firstStatus) != 0 || ::fstat(second, &secondStatus) != 0) return true;
+  return firstStatus.st_dev == secondStatus.st_dev && firstStatus.st_ino == secondStatus.st_ino;
+}
+
+}  // namespace
+
+bool CopyFile(const std::string& source, const std::string& destination, bool skipLinkCheck) {
+  unsigned int links = kNoLinks;
+  auto lastLink = platform::LastLink::kFollow;
+  auto hardLinks = platform::HardLinks::kAllow;
+  if (!skipLinkCheck) {
+    links = CheckPathLinks(destination, /*checkAncestors=*/true, /*checkHardLinks=*/true);
+    lastLink = platform::LastLink::kLeave;
+    hardLinks = platform::HardLinks::kRefuse;
+  }
+  if (links == kLinkedAncestor || links == kSeveralHardLinks) return false;
+  platform::LocatedItem item;
+  if (platform::LocateItem(destination, lastLink, &item) != 0) return false;
+  if (links == kIsLink && !RemoveLink(item)) return false;
+  platform::UniqueFd input;
+  if (platform::OpenFileForReading(source, &input) != 0) return false;
+  platform::UniqueFd output;
+  if (platform::OpenFileForWriting(item, hardLinks, &output) != 0) return false;
+  if (IsSameFile(input.Get(), output.Get()) || !SetSize(output.Get(), 0)) return false;
+  CopyContent(input.Get(), output.Get());
+  return true;
+}
+
+}  // namespace fileutils

@@ -1,0 +1,38 @@
+#include "fileutils/login_user_switch_guard.h"
+
+#include <optional>
+#include <sys/types.h>
+
+#include "fileutils/console_user.h"
+#include "platform/console_user.h"
+#include "platform/host.h"
+#include "platform/process_identity.h"
+
+namespace fileutils {
+
+namespace {
+
+constexpr auto kNoUser = static_cast<uid_t>(-1);
+
+}  // namespace
+
+LoginUserSwitchGuard::LoginUserSwitchGuard()
+    : savedUser_(kNoUser), lock_("SwitchToLoginUserCriticalSection") {
+  lock_.Lock();
+  const std::optional<platform::ConsoleUser> user = FindConsoleUser();
+  if (!user) return;
+  platform::ProcessIdentity& identity = *platform::CurrentHost().identity;
+  const uid_t effectiveUser = identity.EffectiveUser();
+  if (user->uid == effectiveUser) return;
+  savedUser_ = effectiveUser;
+  // A process without privilege goes on as the user that it is.
+  (void)identity.SetEffectiveUser(user->uid);
+}
+
+LoginUserSwitchGuard::~LoginUserSwitchGuard() {
+  // Fails only where the switch did, and then there is nothing to undo.
+  if (savedUser_ != kNoUser) (void)platform::CurrentHost().identity->SetEffectiveUser(savedUser_);
+  lock_.Unlock();
+}
+
+}  // namespace fileutils

@@ -1,0 +1,24 @@
+#ifndef HOOK_HOOK_MAIN_H_
+#define HOOK_HOOK_MAIN_H_
+
+namespace hook {
+
+// The whole life of the process. With "--install=1" the install actions run: manifest,
+// shortcut, clean-up of the CEF folder. With anything else, no arguments included, the
+// removal actions: manifest, shortcut. Always returns 0; what happened is in the log.
+int HookMain(int argc, char** argv);
+
+// What the command line asks for.
+enum class Branch { kInstall, kRemove };
+
+// `installValue` is the value of "install", null where the key is absent. Exactly "1"
+// installs; everything else removes, on purpose.
+[[nodiscard]] Branch ChooseBranch(const char* installValue);
+
+// The actions of a branch, in their order. `isUpdate` only travels to those of the shortcut.
+void RunInstallActions(bool isUpdate);
+void RunRemovalActions(bool isUpdate);
+
+}  // namespace hook
+
+#endif  // HOOK_HOOK_MAIN_H_

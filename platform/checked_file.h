@@ -1,0 +1,41 @@
+#ifndef PLATFORM_CHECKED_FILE_H_
+#define PLATFORM_CHECKED_FILE_H_
+
+#include <cstddef>
+#include <string>
+
+#include "platform/path_walk.h"
+#include "platform/unique_fd.h"
+
+// Opening regular files, and nothing else: a FIFO, a socket, a device or a
+// folder is refused without being opened, so that nothing here ever waits.
+// Links are followed under the owner rule of path_walk.h. Descriptors are
+// close-on-exec and never become the controlling terminal.
+
+namespace platform {
+
+// Opens a file for reading, a link in the last place followed. Returns 0 or
+// the error number; EINVAL where the item is not a regular file. `fd` is
+// unchanged on failure.
+[[nodiscard]] int OpenFileForReading(const std::string& path, UniqueFd* fd);
+
+// The same for the file of a located item, a link in that place refused (ELOOP).
+[[nodiscard]] int OpenFileForReading(const LocatedItem& item, UniqueFd* fd);
+
+enum class HardLinks { kAllow, kRefuse };
+
+// Opens the file of a located item for writing, without truncating it. A
+// missing one is made with mode 0666 less umask. A link in that place is
+// refused (ELOOP): locate with `LastLink::kFollow` where it should be
+// followed. With `HardLinks::kRefuse` a file of several names is refused
+// (EMLINK). Returns 0 or the error number; `fd` is unchanged on failure.
+[[nodiscard]] int OpenFileForWriting(const LocatedItem& item, HardLinks hardLinks, UniqueFd* fd);
+
+// Reads a whole file of at most `maxBytes` bytes. Returns 0 or the error
+// number; EFBIG where it is larger. `content` is unchanged on failure.
+[[nodiscard]] int ReadWholeFile(const std::string& path, std::size_t maxBytes,
+                                std::string* content);
+
+}  // namespace platform
+
+#endif  // PLATFORM_CHECKED_FILE_H_

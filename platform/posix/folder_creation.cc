@@ -1,0 +1,107 @@
+#include "platform/folder_creation.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+#include "platform/error_text.h"
+#include "platform/interrupted_call.h"
+#include "platform/item_query.h"
+#include "platform/path_walk.h"
+#include "platform/posix/directory_stream.h"
+#include "platform/system_calls.h"
+#include "platform/unique_fd.h"
+
+namespace platform {
+
+namespace {
+
+constexpr mode_t kPermissionBits = 0777;
+
+// The deepest folder above the item of `path` that exists; the path's first `length` bytes name it.
+int OpenDeepestFolder(const std::string& path, UniqueFd* folder, std::size_t* length) {
+  std::size_t end = path.size();
+  int error = ENOENT;
+  do {
+    while (end > 0 && path[end - 1] == '/') --end;
+    while (end > 0 && path[end - 1] != '/') --end;
+    error = OpenFolder(end == 0 ? "." : path.substr(0, end), folder);
+  } while (error == ENOENT && end > 0);
+  if (error == 0) *length = end;
+  return error;
+}
+
+// Gives a folder that was just made its attributes, as far as they can be had. Whoever may write to
+// `parent` may have put another folder in its place, maybe one that was not his to change: only an
+// empty one of our own is touched.
+void ApplyAttributes(const FolderAttributes& attributes, int parent, const char* name) {
+  DirectoryStream folder;
+  struct stat status = {};
+  const char* entry = nullptr;
+  unsigned char type = 0;
+  if (folder.Open(parent, name) != 0 || ::fstat(folder.Fd(), &status) != 0 ||
+      status.st_uid != ::geteuid() || folder.Next(&entry, &type) != 0 || entry != nullptr) {
+    return;
+  }
+  if (attributes.mode) (void)Calls().fchmod(folder.Fd(), *attributes.mode);
+  // One by one: an ordinary user may choose among his groups, but not give a folder away.
+  constexpr gid_t kSameGroup = static_cast<gid_t>(-1);
+  constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
+  if (attributes.owner) (void)Calls().fchown(folder.Fd(), *attributes.owner, kSameGroup);
+  if (attributes.group) (void)Calls().fchown(folder.Fd(), kSameOwner, *attributes.group);
+}
+
+// Goes from `folder` to the folder `name` in it, made where it is missing. `path` leads there too.
+int MakeAndEnter(const std::string& name, const std::string& path,
+                 const FolderAttributes* attributes, UniqueFd* folder) {
+  // Never more open than asked for, not even for a moment.
+  const mode_t mode =
+      attributes != nullptr && attributes->mode ? *attributes->mode : kPermissionBits;
+  if (::mkdirat(folder->Get(), name.c_str(), mode & kPermissionBits) == 0) {
+    if (attributes != nullptr) ApplyAttributes(*attributes, folder->Get(), name.c_str());
+  } else if (errno != EEXIST) {
+    return errno;
+  }
+  UniqueFd next(RepeatInterrupted([&] {
+    return ::openat(folder->Get(), name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  }));
+  // Maybe a link to a folder.
+  if (!next && OpenFolder(path, &next) != 0) return EEXIST;
+  *folder = std::move(next);
+  return 0;
+}
+
+int MakeMissingFolders(const std::string& path, const FolderAttributes* attributes) {
+  if (path.empty()) return ENOENT;
+  if (path.find('\0') != std::string::npos) return EINVAL;
+  UniqueFd folder;
+  std::size_t begin = 0;
+  int error = OpenDeepestFolder(path, &folder, &begin);
+  while (error == 0 && begin < path.size()) {
+    const std::size_t end = std::min(path.find('/', begin), path.size());
+    if (end > begin) {
+      error =
+          MakeAndEnter(path.substr(begin, end - begin), path.substr(0, end), attributes, &folder);
+    }
+    begin = end + 1;
+  }
+  return error;
+}
+
+}  // namespace
+
+bool CreateFolder(const std::string& path, const FolderAttributes* attributes,
+                  std::string* errorText) {
+  bool isFolder = false;
+  if (ItemExists(path, &isFolder) && isFolder) return true;
+  const int error = MakeMissingFolders(path, attributes);
+  if (error != 0 && errorText != nullptr) *errorText = DescribeError(error, path);
+  return error == 0;
+}
+
+}  // namespace platform

@@ -1,0 +1,69 @@
+#include "platform/posix/folder_descent.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <sys/stat.h>
+#include <utility>
+
+#include "platform/item_handle.h"
+#include "platform/posix/mount_table.h"
+
+namespace platform {
+
+int FolderDescent::Identify(int fd, Identity* identity) {
+  struct stat status = {};
+  if (::fstat(fd, &status) != 0) return errno;
+  *identity = {.device = status.st_dev, .inode = status.st_ino};
+  return 0;
+}
+
+int FolderDescent::Begin(UniqueFd folder) {
+  Identity identity;
+  int error = Identify(folder.Get(), &identity);
+  if (error != 0) return error;
+  error = GetMountId(folder.Get(), &mountId_);
+  if (error != 0) return error;
+  folder_ = std::move(folder);
+  way_ = {identity};
+  return 0;
+}
+
+int FolderDescent::OpenChild(const char* name, DirectoryStream* child) const {
+  DirectoryStream opened;
+  int error = opened.Open(folder_.Get(), name);
+  if (error != 0) return error;
+  std::uint64_t mountId = 0;
+  error = GetMountId(opened.Fd(), &mountId);
+  if (error != 0) return error;
+  if (mountId != mountId_) return EBUSY;
+  *child = std::move(opened);
+  return 0;
+}
+
+int FolderDescent::Enter(const DirectoryStream& child) {
+  // By its ".": without the right to search a folder there would be no way back out of it.
+  UniqueFd folder;
+  int error = OpenItemHandle(child.Fd(), ".", &folder);
+  if (error != 0) return error;
+  Identity identity;
+  error = Identify(folder.Get(), &identity);
+  if (error != 0) return error;
+  folder_ = std::move(folder);
+  way_.push_back(identity);
+  return 0;
+}
+
+int FolderDescent::Leave() {
+  UniqueFd parent;
+  int error = OpenItemHandle(folder_.Get(), "..", &parent);
+  if (error != 0) return error;
+  Identity identity;
+  error = Identify(parent.Get(), &identity);
+  if (error != 0) return error;
+  if (identity != way_[way_.size() - 2]) return ESTALE;
+  folder_ = std::move(parent);
+  way_.pop_back();
+  return 0;
+}
+
+}  // namespace platform

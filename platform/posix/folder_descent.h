@@ -1,0 +1,52 @@
+#ifndef PLATFORM_POSIX_FOLDER_DESCENT_H_
+#define PLATFORM_POSIX_FOLDER_DESCENT_H_
+
+#include <cstdint>
+#include <sys/types.h>
+#include <vector>
+
+#include "platform/posix/directory_stream.h"
+#include "platform/unique_fd.h"
+
+namespace platform {
+
+// Where a walk through a tree of folders is. However deep that is, it holds one
+// descriptor; it never goes through a link, never into another mount, and on
+// the way back never to a folder that it did not come through.
+//
+// All operations return 0 or the error number.
+class FolderDescent {
+ public:
+  // Begins in an open folder (any handle serves).
+  [[nodiscard]] int Begin(UniqueFd folder);
+
+  // The folder where the walk is, for the `...at` calls.
+  [[nodiscard]] int Fd() const { return folder_.Get(); }
+
+  // Opens a folder in the current one for reading. ENOTDIR or ELOOP: no folder;
+  // EBUSY: another mount.
+  [[nodiscard]] int OpenChild(const char* name, DirectoryStream* child) const;
+
+  // Goes into a folder that `OpenChild` opened.
+  [[nodiscard]] int Enter(const DirectoryStream& child);
+
+  // Goes back to the folder where `Enter` was called. ESTALE: the current one
+  // has been moved elsewhere meanwhile.
+  [[nodiscard]] int Leave();
+
+ private:
+  struct Identity {
+    dev_t device = 0;
+    ino_t inode = 0;
+    bool operator==(const Identity&) const = default;
+  };
+  [[nodiscard]] static int Identify(int fd, Identity* identity);
+
+  UniqueFd folder_;
+  std::uint64_t mountId_ = 0;
+  std::vector<Identity> way_;  // every folder from the first to the current one
+};
+
+}  // namespace platform
+
+#endif  // PLATFORM_POSIX_FOLDER_DESCENT_H_

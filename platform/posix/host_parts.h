@@ -1,0 +1,35 @@
+#ifndef PLATFORM_POSIX_HOST_PARTS_H_
+#define PLATFORM_POSIX_HOST_PARTS_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/host.h"
+
+// The members of the real host, each in a file of its own, and the pure rules
+// that they follow.
+
+namespace platform {
+
+[[nodiscard]] ConsoleUserSource& PosixConsoleUserSource();
+[[nodiscard]] DirectoryLookup& PosixDirectoryLookup();
+[[nodiscard]] ProcessIdentity& PosixProcessIdentity();
+[[nodiscard]] HostInfo& PosixHostInfo();
+[[nodiscard]] Desktop& PosixDesktop();
+
+// The numbers at the start of a version text: "12" -> 12.0.0, "22.04" ->
+// 22.4.0, "6.1.0-18-amd64" -> 6.1.0. No value where it does not begin with a
+// digit or a number does not fit.
+[[nodiscard]] std::optional<OperatingSystemVersion> ParseVersion(std::string_view text);
+
+// The value of VERSION_ID in the text of an os-release file (os-release(5)),
+// quotes undone. No value without such a line.
+[[nodiscard]] std::optional<std::string> FindVersionId(std::string_view osRelease);
+
+// The bundle folder of an executable, as `HostInfo::GetBundlePath` says.
+[[nodiscard]] std::string BundleOfExecutable(std::string_view executablePath);
+
+}  // namespace platform
+
+#endif  // PLATFORM_POSIX_HOST_PARTS_H_

@@ -1,0 +1,127 @@
+#include "fileutils/foundation_paths.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+namespace {
+
+TEST(JoinPathComponent, JoinsByFoundationsRules) {
+  const struct {
+    const char* path;
+    const char* component;
+    const char* expected;
+  } rows[] = {
+      {"/tmp", "a.txt", "/tmp/a.txt"}, {"/tmp/", "/a", "/tmp/a"}, {"", "x/", "x"}, {"/", "", "/"},
+      {"/a//b", "c", "/a/b/c"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.path) + " + " + row.component);
+    std::string path = row.path;
+    EXPECT_TRUE(fileutils::JoinPathComponent(path, row.component));
+    EXPECT_EQ(path, row.expected);
+  }
+}
+
+TEST(RemoveLastPathComponent, CutsByFoundationsRules) {
+  const struct {
+    const char* path;
+    const char* expected;
+  } rows[] = {{"/a/b/", "/a"}, {"/a", "/"}, {"a", ""}, {"/", "/"}, {"", ""}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.path);
+    std::string path = row.path;
+    EXPECT_TRUE(fileutils::RemoveLastPathComponent(path));
+    EXPECT_EQ(path, row.expected);
+  }
+}
+
+TEST(ReplacePathExtension, ReplacesOrAdds) {
+  const struct {
+    const char* path;
+    const char* extension;
+    const char* expected;
+  } rows[] = {
+      {"/a/b.c", "d", "/a/b.d"},    {"/a/b", "d", "/a/b.d"},       {"/a/b.c/", "d", "/a/b.d"},
+      {"a.tar.gz", "z", "a.tar.z"}, {".hidden", "d", ".hidden.d"}, {"a.b", "", "a"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.path) + " . " + row.extension);
+    std::string path = row.path;
+    EXPECT_TRUE(fileutils::ReplacePathExtension(path, row.extension));
+    EXPECT_EQ(path, row.expected);
+  }
+}
+
+TEST(ReplacePathExtension, FailsWhereTheExtensionCannotBePutOn) {
+  const struct {
+    const char* path;
+    const char* extension;
+  } rows[] = {{"", "d"}, {"/", "d"}, {"/a/b.c", "/d"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.path) + " . " + row.extension);
+    std::string path = row.path;
+    EXPECT_FALSE(fileutils::ReplacePathExtension(path, row.extension));
+    EXPECT_EQ(path, row.path);
+  }
+}
+
+TEST(AppendPathExtension, PutsTheExtensionOn) {
+  const struct {
+    const char* path;
+    const char* extension;
+    const char* expected;
+  } rows[] = {{"dir/", "txt", "dir.txt"}, {"a.b", "c", "a.b.c"}, {"a", "", "a"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.path) + " . " + row.extension);
+    std::string path = row.path;
+    EXPECT_TRUE(fileutils::AppendPathExtension(path, row.extension));
+    EXPECT_EQ(path, row.expected);
+  }
+}
+
+TEST(AppendPathExtension, FailsWhereFoundationMakesNoString) {
+  const struct {
+    const char* path;
+    const char* extension;
+  } rows[] = {{"", "txt"}, {"/", "txt"}, {"a", "/txt"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.path) + " . " + row.extension);
+    std::string path = row.path;
+    EXPECT_FALSE(fileutils::AppendPathExtension(path, row.extension));
+    EXPECT_EQ(path, row.path);
+  }
+}
+
+TEST(RemovePathExtension, CutsTheExtensionAndATrailingSlash) {
+  const struct {
+    const char* path;
+    const char* expected;
+  } rows[] = {
+      {"/a/b.c", "/a/b"},
+      {"/a/b.c/", "/a/b"},
+      {"/tmp/.hidden", "/tmp/.hidden"},
+      {"/a.b/c", "/a.b/c"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.path);
+    std::string path = row.path;
+    EXPECT_TRUE(fileutils::RemovePathExtension(path));
+    EXPECT_EQ(path, row.expected);
+  }
+}
+
+TEST(IsBareName, IsTrueForAPathThatIsItsOwnLastComponent) {
+  const struct {
+    const char* path;
+    bool expected;
+  } rows[] = {
+      {"a.log", true}, {"", true},    {"/", true},   {"..", true},
+      {"a/b", false},  {"a/", false}, {"/a", false}, {"//", false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(fileutils::IsBareName(row.path), row.expected);
+  }
+}
+
+}  // namespace

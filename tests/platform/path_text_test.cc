@@ -1,0 +1,232 @@
+#include "platform/path_text.h"
+
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+
+#include "tests/support/files.h"
+#include "tests/support/scoped_temp_dir.h"
+
+namespace platform {
+namespace {
+
+struct Parts {
+  const char* path;
+  const char* last;              // LastPathComponent
+  const char* folder;            // DeletingLastPathComponent
+  const char* extension;         // PathExtension
+  const char* withoutExtension;  // DeletingPathExtension
+};
+
+// Null where the systems that have these rules differ among themselves.
+constexpr Parts kParts[] = {
+    {"", "", "", "", ""},
+    {"/", "/", "/", "", "/"},
+    {"//", "/", "/", "", "/"},
+    {"a", "a", "", "", "a"},
+    {"a/", "a", "", "", "a"},
+    {"/a", "a", "/", "", "/a"},
+    {"/a/", "a", "/", "", "/a"},
+    {"//a", "a", "/", "", "/a"},
+    {"a//b", "b", "a", "", "a/b"},
+    {"/a/b.c", "b.c", "/a", "c", "/a/b"},
+    {"/a/b.c/", "b.c", "/a", "c", "/a/b"},
+    {"/a.b/c", "c", "/a.b", "", "/a.b/c"},
+    {".hidden", ".hidden", "", "", ".hidden"},
+    {"/tmp/.hidden", ".hidden", "/tmp", "", "/tmp/.hidden"},
+    {".hidden.txt", ".hidden.txt", "", "txt", ".hidden"},
+    {"a.", "a.", "", "", nullptr},
+    {"a..b", "a..b", "", "b", "a."},
+    {".", ".", "", "", "."},
+    {"..", "..", "", "", ".."},
+    {"/..", "..", "/", "", "/.."},
+    {"/../a", "a", "/..", "", "/../a"},
+    {"a/..", "..", "a", "", "a/.."},
+    {"/tmp/scratch.tiff", "scratch.tiff", "/tmp", "tiff", "/tmp/scratch"},
+    {"/tmp/scratch.tiff/", "scratch.tiff", "/tmp", "tiff", "/tmp/scratch"},
+    {"/tmp/", "tmp", "/", "", "/tmp"},
+    {"scratch///", "scratch", "", "", "scratch"},
+    {"scratch.bundle/", "scratch.bundle", "", "bundle", "scratch"},
+    {"scratch..tiff", "scratch..tiff", "", "tiff", "scratch."},
+    {"~", "~", "", "", "~"},
+    {"~/x", "x", "~", "", "~/x"},
+    {"a/b/c.tar.gz", "c.tar.gz", "a/b", "gz", "a/b/c.tar"},
+    {"..zip", "..zip", "", nullptr, nullptr},
+    {"..name.txt", "..name.txt", "", "txt", "..name"},
+    {"name.ext with space", "name.ext with space", "", nullptr, nullptr},
+    {"/a/b/.c/", ".c", "/a/b", "", "/a/b/.c"},
+    {"café.téxt", "café.téxt", "", "téxt", "café"},
+    {"/😎/❤️/", "❤️", "/😎", "", "/😎/❤️"},
+    {"日本語.txt", "日本語.txt", "", "txt", "日本語"},
+    {"a.日", "a.日", "", "日", "a"},
+    {"\\a\\b", "\\a\\b", "", "", "\\a\\b"},
+    {"Name.TXT", "Name.TXT", "", "TXT", "Name"},
+};
+
+TEST(LastPathComponent, IsTheTextAfterTheLastSlashOfTheNormalForm) {
+  for (const Parts& row : kParts) {
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(LastPathComponent(row.path), row.last);
+  }
+}
+
+TEST(DeletingLastPathComponent, IsTheNormalFormUpToTheLastSlash) {
+  for (const Parts& row : kParts) {
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(DeletingLastPathComponent(row.path), row.folder);
+  }
+}
+
+TEST(PathExtension, IsTheTextAfterTheLastDotOfTheLastComponent) {
+  for (const Parts& row : kParts) {
+    if (row.extension == nullptr) continue;
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(PathExtension(row.path), row.extension);
+  }
+}
+
+TEST(DeletingPathExtension, IsTheNormalFormWithoutDotAndExtension) {
+  for (const Parts& row : kParts) {
+    if (row.withoutExtension == nullptr) continue;
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(DeletingPathExtension(row.path), row.withoutExtension);
+  }
+}
+
+struct Joined {
+  const char* path;
+  const char* added;
+  const char* result;  // null: no value
+};
+
+TEST(AppendingPathComponent, JoinsWithOneSlashAndMakesTheNormalForm) {
+  static constexpr Joined kRows[] = {
+      {"", "", ""},
+      {"", "x", "x"},
+      {"", "/x", "/x"},
+      {"", "x/", "x"},
+      {"/", "", "/"},
+      {"/", "x", "/x"},
+      {"/", "/x", "/x"},
+      {"//", "/", "/"},
+      {"a", "", "a"},
+      {"a", "x", "a/x"},
+      {"a", "/x", "a/x"},
+      {"a", "x/", "a/x"},
+      {"a", "//x//", "a/x"},
+      {"a", "/", "a"},
+      {"a/", "", "a"},
+      {"a/", "x", "a/x"},
+      {"a//", "///x", "a/x"},
+      {"/a//b", "c", "/a/b/c"},
+      {"/a", "..", "/a/.."},
+      {"/a", "../b", "/a/../b"},
+      {"/a", "~/x", "/a/~/x"},
+      {"/tmp/", "scratch.tiff", "/tmp/scratch.tiff"},
+      {"café", "日", "café/日"},
+      {"a\\", "x", "a\\/x"},
+  };
+  for (const Joined& row : kRows) {
+    SCOPED_TRACE(std::string(row.path) + " + " + row.added);
+    EXPECT_EQ(AppendingPathComponent(row.path, row.added), row.result);
+  }
+}
+
+TEST(AppendingPathExtension, AddsADotAndTheExtensionToTheNormalForm) {
+  static constexpr Joined kRows[] = {
+      {"", "txt", nullptr},
+      {"/", "txt", nullptr},
+      {"//", "txt", nullptr},
+      {"dir/", "txt", "dir.txt"},
+      {"dir//", "txt", "dir.txt"},
+      {"a", "txt", "a.txt"},
+      {"a.", "txt", "a..txt"},
+      {"a.b", "txt", "a.b.txt"},
+      {"/tmp/", "tiff", "/tmp.tiff"},
+      {"/~scratch", "tiff", "/~scratch.tiff"},
+      {"~scratch", "tiff", "~scratch.tiff"},
+      {"a", "", "a"},
+      {"a//b/", "", "a/b"},
+      {"a", ".txt", "a..txt"},
+      {"a", "/txt", nullptr},
+      {"a", "tar.gz", "a.tar.gz"},
+      {".hidden", "txt", ".hidden.txt"},
+      {"a//b", "txt", "a/b.txt"},
+      {"café", "é", "café.é"},
+  };
+  for (const Joined& row : kRows) {
+    SCOPED_TRACE(std::string(row.path) + " + " + row.added);
+    const std::optional<std::string> result = AppendingPathExtension(row.path, row.added);
+    if (row.result == nullptr) {
+      EXPECT_EQ(result, std::nullopt);
+    } else {
+      EXPECT_EQ(result, row.result);
+    }
+  }
+}
+
+TEST(StandardizingPath, WorksOnTheTextAlone) {
+  struct Row {
+    const char* path;
+    const char* result;
+  };
+  static constexpr Row kRows[] = {
+      {"", ""},
+      {"/", "/"},
+      {"//", "/"},
+      {"a", "a"},
+      {"a/", "a"},
+      {"a//b", "a/b"},
+      {"/no such/./b", "/no such/b"},
+      {"/no such/./././b/", "/no such/b"},
+      {"a/.", "a"},
+      {"a/./b", "a/b"},
+      {"..", ".."},
+      {"a/../b", "a/../b"},
+      {"../a", "../a"},
+      {"/../no such", "/no such"},
+      {"/../../no such", "/no such"},
+      {"/no such/../other", "/other"},
+      {"/no such/./../other", "/other"},
+      {"/no such/..", "/"},
+      {"/no such/../..", "/"},
+      {"/no such/.../..x", "/no such/.../..x"},
+      {"x/~", "x/~"},
+  };
+  for (const Row& row : kRows) {
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(StandardizingPath(row.path), row.result);
+  }
+}
+
+TEST(StandardizingPath, TakesParentsOutByTextWhereSomethingIsMissing) {
+  const test::ScopedTempDir dir;
+  EXPECT_EQ(StandardizingPath(dir.Join("no such/..")), dir.Path());
+  EXPECT_EQ(StandardizingPath(dir.Join("no such/../x")), dir.Join("x"));
+}
+
+TEST(StandardizingPath, TakesTheRealParentsWhereEverythingExists) {
+  const test::ScopedTempDir dir;
+  test::MakeDirs(dir.Join("usr/lib"));
+  test::PutFile(dir.Join("usr/file"), "");
+  test::MakeLink(dir.Join("link"), "usr/lib");
+  EXPECT_EQ(StandardizingPath(dir.Join("link/..")), dir.Join("usr"));
+  EXPECT_EQ(StandardizingPath(dir.Join("link/../file")), dir.Join("usr/file"));
+  EXPECT_EQ(StandardizingPath(dir.Join("link/../missing")), dir.Join("missing"));
+}
+
+TEST(StandardizingPath, LeavesLinksAloneWithoutParents) {
+  const test::ScopedTempDir dir;
+  test::MakeDirs(dir.Join("usr/lib"));
+  test::MakeLink(dir.Join("link"), "usr");
+  EXPECT_EQ(StandardizingPath(dir.Join("link")), dir.Join("link"));
+  EXPECT_EQ(StandardizingPath(dir.Join("link/lib/")), dir.Join("link/lib"));
+}
+
+TEST(StandardizingPath, LeavesTheTildeOfAnUnknownUserAlone) {
+  EXPECT_EQ(StandardizingPath("~nosuchuser/x"), "~nosuchuser/x");
+  EXPECT_EQ(StandardizingPath("~nosuchuser"), "~nosuchuser");
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,187 @@
+#include "platform/folder_creation.h"
+
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+#include "platform/system_calls_for_testing.h"
+#include "tests/support/files.h"
+#include "tests/support/run_in_root.h"
+#include "tests/support/scoped_temp_dir.h"
+
+using namespace std::string_literals;
+
+namespace platform {
+namespace {
+
+// What the calls were asked, and the modes that folders had before `fchmod`.
+struct Asked {
+  inline static std::vector<mode_t> modesBefore;
+  inline static std::vector<std::string> calls;
+};
+
+int RefuseMode(int fd, mode_t mode) {
+  struct stat status = {};
+  EXPECT_EQ(fstat(fd, &status), 0);
+  EXPECT_TRUE(S_ISDIR(status.st_mode));
+  Asked::modesBefore.push_back(status.st_mode & 07777U);
+  Asked::calls.push_back("mode " + std::to_string(mode));
+  errno = EPERM;
+  return -1;
+}
+
+int RefuseOwner(int /*fd*/, uid_t owner, gid_t group) {
+  if (owner != static_cast<uid_t>(-1)) Asked::calls.push_back("owner " + std::to_string(owner));
+  if (group != static_cast<gid_t>(-1)) Asked::calls.push_back("group " + std::to_string(group));
+  errno = EPERM;
+  return -1;
+}
+
+class CreateFolderAttributesTest : public testing::Test {
+ protected:
+  CreateFolderAttributesTest() {
+    Asked::modesBefore.clear();
+    Asked::calls.clear();
+    calls_->fchmod = RefuseMode;
+    calls_->fchown = RefuseOwner;
+  }
+
+  ScopedSystemCalls calls_;
+  test::ScopedTempDir dir_;
+};
+
+TEST_F(CreateFolderAttributesTest, AreTriedOneByOneAndTheirFailuresIgnored) {
+  FolderAttributes attributes;
+  attributes.owner = 501;
+  attributes.group = 20;
+  attributes.mode = 0775;
+  EXPECT_TRUE(CreateFolder(dir_.Join("a/b"), &attributes, nullptr));
+  EXPECT_EQ(Asked::calls, std::vector<std::string>({"mode 509", "owner 501", "group 20", "mode 509",
+                                                    "owner 501", "group 20"}));
+}
+
+TEST_F(CreateFolderAttributesTest, AreNotAskedForWhereThereAreNone) {
+  EXPECT_TRUE(CreateFolder(dir_.Join("a"), nullptr, nullptr));
+  const FolderAttributes attributes;
+  EXPECT_TRUE(CreateFolder(dir_.Join("b"), &attributes, nullptr));
+  EXPECT_EQ(Asked::calls, std::vector<std::string>());
+}
+
+TEST_F(CreateFolderAttributesTest, NeverLeaveAFolderMoreOpenThanAskedForNorThanTheUmaskAllows) {
+  struct Row {
+    mode_t mask;
+    mode_t mode;
+    mode_t before;
+  };
+  static constexpr Row kRows[] = {{0, 0700, 0700}, {022, 0700, 0700}, {027, 0777, 0750}};
+  for (const Row& row : kRows) {
+    SCOPED_TRACE(row.mode);
+    const test::ScopedTempDir dir;
+    const test::ScopedUmask mask(row.mask);
+    Asked::modesBefore.clear();
+    FolderAttributes attributes;
+    attributes.mode = row.mode;
+    EXPECT_TRUE(CreateFolder(dir.Join("a"), &attributes, nullptr));
+    EXPECT_EQ(Asked::modesBefore, std::vector<mode_t>({row.before}));
+  }
+}
+
+// Stands for the other process that makes a folder while the call is under way.
+struct Meanwhile {
+  inline static std::string link;    // made to lead to `folder`
+  inline static std::string folder;  // made with mode 0700
+};
+
+int MakeMeanwhile(int fd, mode_t mode) {
+  if (!Meanwhile::folder.empty()) {
+    EXPECT_EQ(mkdir(Meanwhile::folder.c_str(), 0700), 0);
+    if (!Meanwhile::link.empty()) test::MakeLink(Meanwhile::link, Meanwhile::folder);
+    Meanwhile::folder.clear();
+  }
+  return fchmod(fd, mode);
+}
+
+TEST(CreateFolder, GoesOnInAFolderThatAnotherProcessMadeMeanwhileAndLeavesItAsItIs) {
+  const test::ScopedTempDir dir;
+  Meanwhile::link = "";
+  Meanwhile::folder = dir.Join("a/b");
+  ScopedSystemCalls calls;
+  calls->fchmod = MakeMeanwhile;
+  FolderAttributes attributes;
+  attributes.mode = 0775;
+  EXPECT_TRUE(CreateFolder(dir.Join("a/b/c"), &attributes, nullptr));
+  EXPECT_EQ(test::GetMode(dir.Join("a")), 0775U);
+  EXPECT_EQ(test::GetMode(dir.Join("a/b")), 0700U);
+  EXPECT_EQ(test::GetMode(dir.Join("a/b/c")), 0775U);
+}
+
+TEST(CreateFolder, GoesOnBehindALinkThatAnotherProcessMadeMeanwhile) {
+  const test::ScopedTempDir dir;
+  Meanwhile::link = dir.Join("a/b");
+  Meanwhile::folder = dir.Join("elsewhere");
+  ScopedSystemCalls calls;
+  calls->fchmod = MakeMeanwhile;
+  FolderAttributes attributes;
+  attributes.mode = 0775;
+  EXPECT_TRUE(CreateFolder(dir.Join("a/b/c"), &attributes, nullptr));
+  EXPECT_EQ(test::GetMode(dir.Join("elsewhere")), 0700U);
+  EXPECT_EQ(test::GetMode(dir.Join("elsewhere/c")), 0775U);
+}
+
+// The other guard, against an exchange between the making of a folder and its opening, stands
+// between two system calls in a row: there is no place for a test.
+
+TEST(CreateFolder, SaysWhatIsInTheWay) {
+  const test::ScopedTempDir dir;
+  test::PutFile(dir.Join("file"), "");
+  test::MakeLink(dir.Join("dangling"), "missing");
+  struct Row {
+    std::string path;
+    std::string text;
+  };
+  const Row rows[] = {
+      {dir.Join("file"), "File exists: " + dir.Join("file")},
+      {dir.Join("dangling"), "File exists: " + dir.Join("dangling")},
+      {dir.Join("dangling/a"), "File exists: " + dir.Join("dangling/a")},
+      {dir.Join("file/a"), "Not a directory: " + dir.Join("file/a")},
+      {"", "No such file or directory: "},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.path);
+    std::string text;
+    EXPECT_FALSE(CreateFolder(row.path, nullptr, &text));
+    EXPECT_EQ(text, row.text);
+  }
+}
+
+TEST(CreateFolder, FailsWithANulByte) {
+  const test::ScopedTempDir dir;
+  EXPECT_FALSE(CreateFolder(dir.Join("a\0b"s), nullptr, nullptr));
+  EXPECT_FALSE(CreateFolder(dir.Join("a/b\0"s), nullptr, nullptr));
+  EXPECT_FALSE(test::IsThere(dir.Join("a")));
+}
+
+TEST(CreateFolder, MakesNothingBehindALinkToSomebodyElsesFolder) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  const test::ScopedTempDir dir;
+  test::MakeDirs(dir.Join("folder"));
+  test::MakeLink(dir.Join("link"), "folder");
+  test::SetOwner(dir.Join("link"), 501, 501);
+  std::string text;
+  EXPECT_FALSE(CreateFolder(dir.Join("link/a/b"), nullptr, &text));
+  EXPECT_EQ(text, "Permission denied: " + dir.Join("link/a/b"));
+  // Also where the link comes after a folder that had to be made.
+  EXPECT_FALSE(CreateFolder(dir.Join("x/../link/a"), nullptr, nullptr));
+  EXPECT_FALSE(test::IsThere(dir.Join("folder/a")));
+  // Nothing has to be made here.
+  EXPECT_TRUE(CreateFolder(dir.Join("link"), nullptr, nullptr));
+
+  test::SetOwner(dir.Join("folder"), 501, 501);
+  EXPECT_TRUE(CreateFolder(dir.Join("link/a/b"), nullptr, nullptr));
+  EXPECT_TRUE(test::IsThere(dir.Join("folder/a/b")));
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,417 @@
+#include "platform/item_removal.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <functional>
+#include <gtest/gtest.h>
+#include <set>
+#include <string>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+#include "platform/system_calls_for_testing.h"
+#include "platform/unique_fd.h"
+#include "tests/platform/posix/deny_system_calls.h"
+#include "tests/support/files.h"
+#include "tests/support/run_in_root.h"
+#include "tests/support/scoped_temp_dir.h"
+#include "tests/support/tree.h"
+
+namespace platform {
+
+namespace {
+
+// Has a function called in place of unlinkat, for a scope.
+class ScopedUnlink {
+ public:
+  using Function = std::function<int(int folder, const char* name, int flags)>;
+
+  explicit ScopedUnlink(Function function) {
+    current = std::move(function);
+    calls_->unlinkat = [](int folder, const char* name, int flags) {
+      return current(folder, name, flags);
+    };
+  }
+  ~ScopedUnlink() { current = nullptr; }
+  ScopedUnlink(const ScopedUnlink&) = delete;
+  ScopedUnlink& operator=(const ScopedUnlink&) = delete;
+
+ private:
+  static inline Function current;
+  ScopedSystemCalls calls_;
+};
+
+class PosixRemoveItemTest : public testing::Test {
+ protected:
+  [[nodiscard]] std::string At(const std::string& relative) const { return dir_.Join(relative); }
+
+  void ExpectFailure(const std::string& path, const std::string& text) const {
+    std::string errorText;
+    EXPECT_FALSE(RemoveItem(path, &errorText));
+    EXPECT_EQ(text, errorText);
+  }
+
+  void ExpectSuccess(const std::string& path) const {
+    std::string errorText;
+    EXPECT_TRUE(RemoveItem(path, &errorText)) << errorText;
+    EXPECT_FALSE(test::IsThere(path));
+  }
+
+  // Removes `relative` while `interfere` is called once, before the entry `name` goes.
+  [[nodiscard]] bool RemoveWhile(const std::string& relative, const std::string& name,
+                                 const std::function<void()>& interfere,
+                                 std::string* errorText) const {
+    bool done = false;
+    const ScopedUnlink unlink([&](int folder, const char* entry, int flags) {
+      if (!done && entry == name) {
+        done = true;
+        interfere();
+      }
+      return ::unlinkat(folder, entry, flags);
+    });
+    const bool removed = RemoveItem(At(relative), errorText);
+    EXPECT_TRUE(done);
+    return removed;
+  }
+
+  void Rename(const std::string& from, const std::string& to) const {
+    EXPECT_EQ(0, ::rename(At(from).c_str(), At(to).c_str()));
+  }
+
+  test::ScopedTempDir dir_;
+};
+
+TEST_F(PosixRemoveItemTest, RemovesADeepTreeWithFewDescriptors) {
+  test::MakeDirs(At("tree"));
+  UniqueFd folder(::open(At("tree").c_str(), O_PATH | O_CLOEXEC));
+  for (int i = 0; i < 3000; ++i) {
+    ASSERT_EQ(0, ::mkdirat(folder.Get(), "beside", 0755));
+    ASSERT_EQ(0, ::mkdirat(folder.Get(), "down", 0755));
+    folder.Reset(::openat(folder.Get(), "down", O_PATH | O_CLOEXEC));
+    ASSERT_TRUE(folder);
+  }
+  folder.Reset();
+  test::RunInChild([&] {
+    const rlimit few = {.rlim_cur = 20, .rlim_max = 20};
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &few));
+    ExpectSuccess(At("tree"));
+  });
+}
+
+TEST_F(PosixRemoveItemTest, RemovesAWideTree) {
+  test::MakeDirs(At("tree"));
+  const UniqueFd folder(::open(At("tree").c_str(), O_PATH | O_CLOEXEC));
+  for (int i = 0; i < 5000; ++i) {
+    const std::string name = "an entry of the tree " + std::to_string(i);
+    ASSERT_EQ(0, i % 5 == 0 ? ::mkdirat(folder.Get(), name.c_str(), 0755)
+                            : ::symlinkat("x", folder.Get(), name.c_str()));
+    if (i % 100 == 0) {
+      ASSERT_EQ(0, ::mkdirat(folder.Get(), (name + "/inner").c_str(), 0755));
+    }
+  }
+  ExpectSuccess(At("tree"));
+}
+
+TEST_F(PosixRemoveItemTest, NeverEntersAMountInTheTree) {
+  if (const std::string why = test::WhyNoMounts(); !why.empty()) GTEST_SKIP() << why;
+  test::PutFile(At("canary/file"), "x");
+  for (const std::string tree : {"memory", "bind", "empty", "file"}) {
+    test::MakeDirs(At(tree + "/a/mount"));
+  }
+  test::PutFile(At("file/a/mount/file"), "");
+  test::RunInRoot(dir_.Path(),
+                  [&] {
+                    for (const std::string tree : {"/memory", "/bind", "/empty", "/file"}) {
+                      SCOPED_TRACE(tree);
+                      ExpectFailure(tree, "Device or resource busy: " + tree);
+                      EXPECT_TRUE(test::IsThere(tree + "/a/mount"));
+                    }
+                    EXPECT_EQ("x", test::GetFile("/memory/a/mount/sub/file"));
+                    EXPECT_EQ("x", test::GetFile("/canary/file"));
+                  },
+                  {.beforeChangeRoot = [&] {
+                    ASSERT_EQ(0,
+                              ::mount("none", At("memory/a/mount").c_str(), "tmpfs", 0, nullptr));
+                    test::PutFile(At("memory/a/mount/sub/file"), "x");
+                    ASSERT_EQ(0, ::mount(At("canary").c_str(), At("bind/a/mount").c_str(), nullptr,
+                                         MS_BIND, nullptr));
+                    ASSERT_EQ(0, ::mount("none", At("empty/a/mount").c_str(), "tmpfs", 0, nullptr));
+                    ASSERT_EQ(0, ::mount(At("canary/file").c_str(), At("file/a/mount/file").c_str(),
+                                         nullptr, MS_BIND, nullptr));
+                  }});
+}
+
+TEST_F(PosixRemoveItemTest, RefusesAMountPoint) {
+  if (const std::string why = test::WhyNoMounts(); !why.empty()) GTEST_SKIP() << why;
+  test::PutFile(At("canary/file"), "x");
+  for (const std::string mount : {"memory", "bind", "empty"}) test::MakeDirs(At(mount));
+  test::PutFile(At("file"), "");
+  test::RunInRoot(
+      dir_.Path(),
+      [&] {
+        for (const std::string mount : {"/memory", "/memory/", "/bind", "/empty", "/file"}) {
+          SCOPED_TRACE(mount);
+          ExpectFailure(mount, "Device or resource busy: " + mount);
+          EXPECT_TRUE(test::IsThere(mount));
+        }
+        EXPECT_EQ("x", test::GetFile("/memory/sub/file"));
+        EXPECT_EQ("x", test::GetFile("/canary/file"));
+        // What is in a mount is no mount.
+        ExpectSuccess("/memory/sub");
+      },
+      {.beforeChangeRoot = [&] {
+        ASSERT_EQ(0, ::mount("none", At("memory").c_str(), "tmpfs", 0, nullptr));
+        test::PutFile(At("memory/sub/file"), "x");
+        ASSERT_EQ(0, ::mount(At("canary").c_str(), At("bind").c_str(), nullptr, MS_BIND, nullptr));
+        ASSERT_EQ(0, ::mount("none", At("empty").c_str(), "tmpfs", 0, nullptr));
+        ASSERT_EQ(
+            0, ::mount(At("canary/file").c_str(), At("file").c_str(), nullptr, MS_BIND, nullptr));
+      }});
+}
+
+TEST_F(PosixRemoveItemTest, RemovesNothingWithoutKnowingTheMounts) {
+  test::PutFile(At("tree/sub/file"), "x");
+  test::RunInChild([&] {
+    test::DenySystemCalls({SYS_statx, SYS_name_to_handle_at});
+    ExpectFailure(At("tree"), "Function not implemented: " + At("tree"));
+  });
+  EXPECT_EQ("x", test::GetFile(At("tree/sub/file")));
+}
+
+TEST_F(PosixRemoveItemTest, KeepsToTheOwnerRuleAmongTheAncestors) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  test::PutFile(At("roots/tree/file"), "x");
+  test::PutFile(At("his/tree/file"), "x");
+  test::SetOwner(At("his"), 1001, 1001);
+  test::MakeLink(At("bad"), "roots");
+  test::SetOwner(At("bad"), 1001, 1001);
+  test::MakeLink(At("good"), "his");
+  test::SetOwner(At("good"), 1001, 1001);
+  ExpectFailure(At("bad/tree"), "Permission denied: " + At("bad/tree"));
+  EXPECT_EQ("x", test::GetFile(At("roots/tree/file")));
+  ExpectSuccess(At("good/tree"));
+  // The link itself goes, whoever owns it.
+  ExpectSuccess(At("bad"));
+}
+
+TEST_F(PosixRemoveItemTest, TouchesNothingBehindALinkThatTakesThePlaceOfAFolder) {
+  test::PutFile(At("canary/file"), "x");
+  test::PutFile(At("tree/first"), "x");
+  test::PutFile(At("tree/sub/file"), "x");
+  std::string errorText;
+  EXPECT_TRUE(RemoveWhile(
+      "tree", "first",
+      [&] {
+        Rename("tree/sub", "moved");
+        test::MakeLink(At("tree/sub"), "../canary");
+      },
+      &errorText))
+      << errorText;
+  EXPECT_FALSE(test::IsThere(At("tree")));
+  EXPECT_EQ("x", test::GetFile(At("canary/file")));
+  EXPECT_EQ("x", test::GetFile(At("moved/file")));
+}
+
+TEST_F(PosixRemoveItemTest, RemovesAFileThatTakesThePlaceOfAFolder) {
+  test::PutFile(At("tree/first"), "x");
+  test::MakeDirs(At("tree/sub"));
+  std::string errorText;
+  EXPECT_TRUE(RemoveWhile(
+      "tree", "first",
+      [&] {
+        EXPECT_EQ(0, ::rmdir(At("tree/sub").c_str()));
+        test::PutFile(At("tree/sub"), "x");
+      },
+      &errorText))
+      << errorText;
+  EXPECT_FALSE(test::IsThere(At("tree")));
+}
+
+TEST_F(PosixRemoveItemTest, FailsWhereAFolderTakesThePlaceOfAFile) {
+  test::PutFile(At("tree/first"), "x");
+  std::string errorText;
+  EXPECT_FALSE(RemoveWhile(
+      "tree", "first",
+      [&] {
+        EXPECT_EQ(0, ::unlink(At("tree/first").c_str()));
+        test::PutFile(At("tree/first/file"), "x");
+      },
+      &errorText));
+  EXPECT_EQ("Is a directory: " + At("tree"), errorText);
+  EXPECT_EQ("x", test::GetFile(At("tree/first/file")));
+}
+
+TEST_F(PosixRemoveItemTest, StopsWhereAFolderIsMovedOutOfTheTree) {
+  test::PutFile(At("tree/a/b/c/file"), "x");
+  test::PutFile(At("outside/b/file"), "x");
+  test::PutFile(At("outside/file"), "x");
+  std::string errorText;
+  // The walk is in "b" by then, and its way back would lead to "outside".
+  EXPECT_FALSE(RemoveWhile(
+      "tree", "file", [&] { Rename("tree/a/b", "outside/moved"); }, &errorText));
+  EXPECT_EQ("Stale file handle: " + At("tree"), errorText);
+  EXPECT_EQ("x", test::GetFile(At("outside/b/file")));
+  EXPECT_EQ("x", test::GetFile(At("outside/file")));
+  EXPECT_TRUE(test::IsThere(At("outside/moved")));
+  EXPECT_TRUE(test::IsThere(At("tree/a")));
+}
+
+TEST_F(PosixRemoveItemTest, TouchesNothingInATreeThatTakesThePlaceOfTheItem) {
+  test::PutFile(At("tree/a/b/file"), "x");
+  test::PutFile(At("other/a/b/file"), "x");
+  std::string errorText;
+  EXPECT_FALSE(RemoveWhile(
+      "tree", "file",
+      [&] {
+        Rename("tree", "moved");
+        Rename("other", "tree");
+      },
+      &errorText));
+  EXPECT_EQ("Directory not empty: " + At("tree"), errorText);
+  EXPECT_EQ("x", test::GetFile(At("tree/a/b/file")));
+}
+
+TEST_F(PosixRemoveItemTest, DoesNotMindEntriesThatVanish) {
+  test::PutFile(At("tree/first"), "x");
+  test::PutFile(At("tree/sub/inner/file"), "x");
+  std::string errorText;
+  EXPECT_TRUE(RemoveWhile(
+      "tree", "first",
+      [&] {
+        EXPECT_EQ(0, ::unlink(At("tree/first").c_str()));
+        EXPECT_EQ(0, ::unlink(At("tree/sub/inner/file").c_str()));
+        EXPECT_EQ(0, ::rmdir(At("tree/sub/inner").c_str()));
+        EXPECT_EQ(0, ::rmdir(At("tree/sub").c_str()));
+      },
+      &errorText))
+      << errorText;
+  EXPECT_FALSE(test::IsThere(At("tree")));
+}
+
+TEST_F(PosixRemoveItemTest, DoesNotMindAFolderThatVanishesOnceItIsEmpty) {
+  test::PutFile(At("tree/sub/inner/file"), "x");
+  for (const std::string name : {"inner", "sub", "tree"}) {
+    SCOPED_TRACE(name);
+    test::PutFile(At("tree/sub/inner/file"), "x");
+    const std::string path = name == "inner" ? "tree/sub/inner" : name == "sub" ? "tree/sub" : name;
+    std::string errorText;
+    EXPECT_TRUE(RemoveWhile(
+        "tree", name, [&] { EXPECT_EQ(0, ::rmdir(At(path).c_str())); }, &errorText))
+        << errorText;
+    EXPECT_FALSE(test::IsThere(At("tree")));
+  }
+}
+
+TEST_F(PosixRemoveItemTest, FailsOnAFolderThatIsFilledAgain) {
+  test::PutFile(At("tree/sub/file"), "x");
+  std::string errorText;
+  EXPECT_FALSE(RemoveWhile(
+      "tree", "sub", [&] { test::PutFile(At("tree/sub/new"), "x"); }, &errorText));
+  EXPECT_EQ("Directory not empty: " + At("tree"), errorText);
+  EXPECT_EQ("x", test::GetFile(At("tree/sub/new")));
+}
+
+TEST_F(PosixRemoveItemTest, EndsThoughSomebodyMakesFoldersAllTheTime) {
+  test::MakeDirs(At("tree/sub"));
+  int made = 0;
+  const ScopedUnlink unlink([&](int folder, const char* name, int flags) {
+    EXPECT_GT(100, ++made);
+    test::MakeDirs(At("tree/new" + std::to_string(made)));
+    return ::unlinkat(folder, name, flags);
+  });
+  ExpectFailure(At("tree"), "Directory not empty: " + At("tree"));
+}
+
+TEST_F(PosixRemoveItemTest, GoesThroughTheTreeOnceWhereNothingIsReallyRemoved) {
+  test::PutFile(At("tree/a/b/c/file"), "x");
+  test::PutFile(At("tree/a/b/file"), "x");
+  test::PutFile(At("tree/d/file"), "x");
+  test::MakeDirs(At("tree/e"));
+  const test::Tree before = test::ReadTree(dir_.Path());
+  std::multiset<std::string> names;
+  {
+    const ScopedUnlink unlink([&](int /*folder*/, const char* name, int flags) {
+      names.insert(std::string(name) + (flags == AT_REMOVEDIR ? "/" : ""));
+      return 0;
+    });
+    EXPECT_TRUE(RemoveItem(At("tree"), nullptr));
+  }
+  EXPECT_EQ(
+      (std::multiset<std::string>{"a/", "b/", "c/", "d/", "e/", "file", "file", "file", "tree/"}),
+      names);
+  EXPECT_EQ(before, test::ReadTree(dir_.Path()));
+}
+
+TEST_F(PosixRemoveItemTest, TriesToRemoveNothingByAPathThatNamesNoEntry) {
+  int calls = 0;
+  const ScopedUnlink unlink([&](int, const char*, int) {
+    ++calls;
+    return 0;
+  });
+  for (const std::string path :
+       {"/", "//", "/.", "/..", "/tmp/..", ".", "./", "..", "../", "../."}) {
+    SCOPED_TRACE(path);
+    ExpectFailure(path, "Invalid argument: " + path);
+  }
+  ExpectFailure("", "No such file or directory: ");
+  EXPECT_EQ(0, calls);
+}
+
+TEST_F(PosixRemoveItemTest, EndsWithTheFirstError) {
+  for (int i = 0; i < 3; ++i) {
+    test::PutFile(At("tree/file" + std::to_string(i)), "x");
+    test::PutFile(At("tree/sub" + std::to_string(i) + "/file"), "x");
+  }
+  const test::Tree before = test::ReadTree(dir_.Path());
+  int calls = 0;
+  const ScopedUnlink unlink([&](int, const char*, int) {
+    ++calls;
+    errno = EIO;
+    return -1;
+  });
+  ExpectFailure(At("tree"), "Input/output error: " + At("tree"));
+  EXPECT_EQ(1, calls);
+  EXPECT_FALSE(RemoveItem(At("tree"), nullptr));
+  EXPECT_EQ(before, test::ReadTree(dir_.Path()));
+}
+
+TEST_F(PosixRemoveItemTest, TellsAFailureToRemoveAnyFolder) {
+  test::MakeDirs(At("tree/a/b/c"));
+  for (const std::string name : {"c", "b", "a", "tree"}) {
+    SCOPED_TRACE(name);
+    test::MakeDirs(At("tree/a/b/c"));
+    const ScopedUnlink unlink([&](int folder, const char* entry, int flags) {
+      if (entry != name) return ::unlinkat(folder, entry, flags);
+      errno = EROFS;
+      return -1;
+    });
+    ExpectFailure(At("tree"), "Read-only file system: " + At("tree"));
+    EXPECT_TRUE(test::IsThere(At("tree")));
+  }
+}
+
+TEST_F(PosixRemoveItemTest, FailsWithoutADescriptorToSpare) {
+  test::PutFile(At("tree/sub/file"), "x");
+  test::RunInChild([&] {
+    // With nothing but the call in between: sanitizers need descriptors for their own checks.
+    const std::string path = At("tree");
+    rlimit limit = {};
+    ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &limit));
+    const rlimit none = {.rlim_cur = 0, .rlim_max = limit.rlim_max};
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &none));
+    const bool removed = RemoveItem(path, nullptr);
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &limit));
+    EXPECT_FALSE(removed);
+  });
+  EXPECT_EQ("x", test::GetFile(At("tree/sub/file")));
+}
+
+}  // namespace
+
+}  // namespace platform

@@ -1,0 +1,217 @@
+#include "platform/property_list.h"
+
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+#include <unistd.h>
+
+#include "tests/support/files.h"
+#include "tests/support/run_in_root.h"
+#include "tests/support/scoped_temp_dir.h"
+
+using namespace std::string_literals;
+
+namespace platform {
+namespace {
+
+constexpr char kInfo[] = R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0">
+<dict>
+	<key>CFBundleExecutable</key>
+	<string>App</string>
+	<key>CFBundleDocumentTypes</key>
+	<array>
+		<dict>
+			<key>CFBundleShortVersionString</key>
+			<string>0.0.1</string>
+		</dict>
+	</array>
+	<!-- <key>CFBundleShortVersionString</key><string>0.0.2</string> -->
+	<key>CFBundleShortVersionString</key>
+	<string>23.10.2</string>
+	<key>Empty</key>
+	<string/>
+	<key>Blanks</key>
+	<string>  two  </string>
+	<key>Marked &amp; named</key>
+	<string>&lt;Café&gt; &quot;&apos;&#8364;<![CDATA[<&>]]></string>
+	<key>Number</key>
+	<integer>7</integer>
+	<key>Real</key>
+	<real>1.5</real>
+	<key>Truth</key>
+	<true/>
+	<key>Date</key>
+	<date>2011-11-11T11:11:11Z</date>
+	<key>Data</key>
+	<data>YWJj</data>
+	<key>Dictionary</key>
+	<dict/>
+</dict>
+</plist>
+)";
+
+// The text under `key` in a list of that content.
+std::optional<std::string> Read(const std::string& content, const std::string& key) {
+  const test::ScopedTempDir dir;
+  test::PutFile(dir.Join("Info.plist"), content);
+  std::string value = "untouched";
+  if (ReadPropertyListString(dir.Join("Info.plist"), key, &value)) return value;
+  EXPECT_EQ(value, "untouched");
+  return std::nullopt;
+}
+
+TEST(ReadPropertyListString, FindsTheStringUnderAKey) {
+  EXPECT_EQ(Read(kInfo, "CFBundleShortVersionString"), "23.10.2");
+  EXPECT_EQ(Read(kInfo, "CFBundleExecutable"), "App");
+}
+
+TEST(ReadPropertyListString, KeepsTheTextAsItIs) {
+  EXPECT_EQ(Read(kInfo, "Empty"), "");
+  EXPECT_EQ(Read(kInfo, "Blanks"), "  two  ");
+}
+
+TEST(ReadPropertyListString, UndoesMarkup) {
+  EXPECT_EQ(Read(kInfo, "Marked & named"), "<Café> \"'€<&>");
+}
+
+TEST(ReadPropertyListString, FailsWithoutTheKey) {
+  EXPECT_EQ(Read(kInfo, "Missing"), std::nullopt);
+  EXPECT_EQ(Read(kInfo, "CFBUNDLEEXECUTABLE"), std::nullopt);
+  EXPECT_EQ(Read(kInfo, ""), std::nullopt);
+}
+
+TEST(ReadPropertyListString, FailsAtAValueThatIsNoString) {
+  for (const std::string key :
+       {"Number", "Real", "Truth", "Date", "Data", "Dictionary", "CFBundleDocumentTypes"}) {
+    SCOPED_TRACE(key);
+    EXPECT_EQ(Read(kInfo, key), std::nullopt);
+  }
+}
+
+TEST(ReadPropertyListString, TakesTheLastOfTwoValues) {
+  EXPECT_EQ(Read("<plist><dict><key>K</key><string>a</string><key>K</key><string>b</string>"
+                 "</dict></plist>",
+                 "K"),
+            "b");
+}
+
+TEST(ReadPropertyListString, TakesListsInOtherDress) {
+  struct Row {
+    const char* name;
+    std::string content;
+  };
+  const std::string dictionary = "<dict><key>K</key><string>v</string></dict>";
+  const Row rows[] = {
+      {"no declaration", "<plist version=\"1.0\">" + dictionary + "</plist>"},
+      {"no plist element", dictionary},
+      {"a byte order mark",
+       "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist>" + dictionary + "</plist>"},
+      {"carriage returns", "<plist>\r\n" + dictionary + "\r\n</plist>\r\n"},
+      {"something behind it", dictionary + " and so on"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(Read(row.content, "K"), "v");
+  }
+}
+
+TEST(ReadPropertyListString, FailsWithoutADictionaryAtTheRoot) {
+  struct Row {
+    const char* name;
+    std::string content;
+  };
+  const Row rows[] = {
+      {"nothing", ""},
+      {"white space", " \n\t"},
+      {"an array", "<plist><array><string>K</string><string>v</string></array></plist>"},
+      {"a string", "<plist><string>K</string></plist>"},
+      {"an empty list", "<plist/>"},
+      {"an empty dictionary", "<plist><dict/></plist>"},
+      {"JSON", R"({"K": "v"})"},
+      {"words", "K v"},
+      {"other bytes", "\0\xFF\xFE\x80"s},
+      {"cut off in a string", "<plist><dict><key>K</key><string>v"},
+      {"cut off behind a value", "<plist><dict><key>K</key><string>v</string>"},
+      {"crossed elements", "<plist><dict><key>K</key><string>v</dict></string></plist>"},
+      {"a value without a key", "<plist><dict><string>v</string></dict></plist>"},
+      {"an unknown element", "<plist><dict><key>K</key><text>v</text></dict></plist>"},
+      {"an unknown entity", "<plist><dict><key>K</key><string>&v;</string></dict></plist>"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(Read(row.content, "K"), std::nullopt);
+  }
+}
+
+TEST(ReadPropertyListString, ReadsABinaryList) {
+  const std::string list =
+      "bplist00"
+      "\xD4\x01\x02\x03\x04\x05\x06\x08\x09"
+      "_\x10\x1A"
+      "CFBundleShortVersionString"
+      "TList"
+      "TName"
+      "VNumber"
+      "W23.10.2"
+      "\xA1\x07"
+      "Qx"
+      "g\x00"
+      "C\x00"
+      "a\x00"
+      "f\x00\xE9\x00 \xD8=\xDE\x0E"
+      "\x10\x07"
+      "\x08\x11.38?GIKZ"
+      "\x00\x00\x00\x00\x00\x00"
+      "\x01\x01"
+      "\x00\x00\x00\x00\x00\x00\x00\x0A"
+      "\x00\x00\x00\x00\x00\x00\x00\x00"
+      "\x00\x00\x00\x00\x00\x00\x00\x5C"s;
+  EXPECT_EQ(Read(list, "CFBundleShortVersionString"), "23.10.2");
+  EXPECT_EQ(Read(list, "Name"), "Café 😎");
+  EXPECT_EQ(Read(list, "Number"), std::nullopt);
+  EXPECT_EQ(Read(list, "List"), std::nullopt);
+  EXPECT_EQ(Read(list, "Missing"), std::nullopt);
+  EXPECT_EQ(Read(list.substr(0, list.size() - 1), "Name"), std::nullopt);
+  EXPECT_EQ(Read(list.substr(0, list.size() / 2), "Name"), std::nullopt);
+}
+
+TEST(ReadPropertyListString, FollowsLinks) {
+  const test::ScopedTempDir dir;
+  test::PutFile(dir.Join("folder/list"), kInfo);
+  test::MakeLink(dir.Join("folder/Info.plist"), "list");
+  test::MakeLink(dir.Join("way"), "folder");
+  std::string value;
+  EXPECT_TRUE(ReadPropertyListString(dir.Join("way/Info.plist"), "CFBundleExecutable", &value));
+  EXPECT_EQ(value, "App");
+}
+
+TEST(ReadPropertyListString, FailsWithoutAFileAndLeavesTheValue) {
+  const test::ScopedTempDir dir;
+  test::MakeDirs(dir.Join("folder"));
+  test::MakeLink(dir.Join("dangling"), "missing");
+  for (const std::string name : {"missing", "missing/x", "folder", "dangling", ""}) {
+    SCOPED_TRACE(name);
+    std::string value = "untouched";
+    EXPECT_FALSE(ReadPropertyListString(dir.Join(name), "K", &value));
+    EXPECT_EQ(value, "untouched");
+  }
+  std::string value;
+  EXPECT_FALSE(ReadPropertyListString("", "K", &value));
+}
+
+TEST(ReadPropertyListString, FailsAtAFileThatMayNotBeRead) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  const test::ScopedTempDir dir;
+  test::PutFile(dir.Join("Info.plist"), kInfo);
+  test::SetMode(dir.Join("Info.plist"), 0600);
+  test::RunInChild([&dir] {
+    ASSERT_EQ(seteuid(1000), 0);
+    std::string value;
+    EXPECT_FALSE(ReadPropertyListString(dir.Join("Info.plist"), "CFBundleExecutable", &value));
+  });
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,116 @@
+#ifndef TESTS_PROGRAM_THROW_AWAY_ROOT_H_
+#define TESTS_PROGRAM_THROW_AWAY_ROOT_H_
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+#include <vector>
+
+#include "tests/support/run_in_root.h"
+#include "tests/support/scoped_temp_dir.h"
+
+namespace test {
+
+// What a run did to the tree: lines of CompareTrees, e.g. "+ Applications/Velmora Caldris".
+using Changes = std::vector<std::string>;
+
+// How a run differs from the usual one, which is the installer's: by root, with umask 022, an
+// empty environment, "/" as the working folder, and /proc where it can be mounted.
+struct RunOptions {
+  // The path by which the program is started, and its first argument.
+  std::string program = "/Installer/ZintCustomHook";
+  // Not even the program's name is passed.
+  bool emptyArgumentList = false;
+  std::vector<std::string> environment;
+  mode_t umask = 022;
+  bool mountProc = true;
+  // User and group, real and effective. Other than 0: NEED_REAL_ROOT first.
+  uid_t user = 0;
+  // Called before the root is changed, so that paths are those of the machine. NEED_MOUNTS first.
+  // What is mounted here is part of the tree that is compared.
+  std::function<void()> mounts;
+  // Called inside the root, in the process that is about to become the program.
+  std::function<void()> beforeStart;
+};
+
+// A machine to run the program on, as the installer finds it:
+//
+//   /Installer/ZintCustomHook   the program; the libraries that it needs are there as well
+//   /Installer/Caldris.app/Contents/Resources/CaldrisApplicationFolder.icns
+//   /Applications, /Library/Application Support, /Users, /tmp, /proc, /var
+//   /etc/passwd                 root, mia (uid 1000) and greta (uid 1001)
+//   /dev/null                   a plain file, so that it shows whatever is written to it
+class ThrowAwayRoot {
+ public:
+  ThrowAwayRoot();
+
+  // The path of an item as the test sees it; `path` begins with "/".
+  [[nodiscard]] std::string Join(const std::string& path) const;
+
+  // Puts in what lies at the link's destination once the application is installed.
+  void AddInstalledBundle() const;
+  // Puts in a manifest ("old") and a link as an earlier run has left them.
+  void AddEarlierInstallation() const;
+  // Puts in a left-over CEF folder with something in it.
+  void AddCefFolder() const;
+  // Puts in a shared library that the program opens at run time, with all that it needs. False
+  // where this machine has none of that name.
+  [[nodiscard]] bool AddLibrary(const std::string& name) const;
+
+  // Runs the program, in namespaces of its own where they are to be had, and returns what became
+  // of the tree. The calling test fails unless the program ends with status 0 within 10 seconds
+  // and prints nothing.
+  Changes Run(const std::vector<std::string>& arguments, const RunOptions& options = {}) const;
+
+ private:
+  ScopedTempDir folder_;
+};
+
+// A test of the program on one machine. Skipped where no root folder can be changed.
+class ProgramTest : public testing::Test {
+ protected:
+  void SetUp() override;
+  ThrowAwayRoot root;
+};
+
+// For tests with several real users, and for tests that mount.
+#define NEED_REAL_ROOT() \
+  if (const std::string whyNot = ::test::WhyNoRealRoot(); !whyNot.empty()) GTEST_SKIP() << whyNot
+#define NEED_MOUNTS() \
+  if (const std::string whyNot = ::test::WhyNoMounts(); !whyNot.empty()) GTEST_SKIP() << whyNot
+
+// The program and the tests are built alike.
+#if defined(__SANITIZE_ADDRESS__)
+#define TEST_HAS_ADDRESS_SANITIZER true
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TEST_HAS_ADDRESS_SANITIZER true
+#endif
+#endif
+#ifndef TEST_HAS_ADDRESS_SANITIZER
+#define TEST_HAS_ADDRESS_SANITIZER false
+#endif
+inline constexpr bool kHasAddressSanitizer = TEST_HAS_ADDRESS_SANITIZER;
+
+// The manifest, for an application folder at its usual place.
+inline constexpr std::string_view kManifest =
+    "<?xml version=\"1.0\"?><SpecifierManifest Version=\"1.0\"><Name>caldris</Name>"
+    "<Version>6.7.0</Version><Locale></Locale><Group></Group>"
+    "<Path>/Applications/Utilities/Velmora Caldris/Ixer/Caldris.app</Path></SpecifierManifest>";
+
+// The image in the application's icon file.
+[[nodiscard]] std::string IconImage();
+
+// Mounting, for RunOptions::mounts. A failure is a failure of the test.
+void MountFolder(const std::string& source, const std::string& target);
+void MountMemory(const std::string& target, const std::string& limits);  // e.g. "size=64k"
+void MakeReadOnly(const std::string& target);
+// Writes to `folder` until its file system has no space, or no room for another name.
+void FillUpSpace(const std::string& folder);
+void FillUpNames(const std::string& folder);
+
+}  // namespace test
+
+#endif  // TESTS_PROGRAM_THROW_AWAY_ROOT_H_
