@@ -146,7 +146,7 @@ TEST(FindStringInBinaryPropertyList, FailsAtAValueThatIsNoString) {
 
 TEST(FindStringInBinaryPropertyList, FailsWithoutADictionaryAtTheRoot) {
   EXPECT_EQ(Find(List({"QK"})), std::nullopt);
-  EXPECT_EQ(Find(List({"\xA2\x01\x02", "QK", "Qk"})), std::nullopt);
+  EXPECT_EQ(Find(List({"\xA1\x01\x02", "QK", "Qk"})), std::nullopt);
   EXPECT_EQ(Find(List({"\xD0"})), std::nullopt);
 }
 
@@ -203,7 +203,7 @@ TEST(FindStringInBinaryPropertyList, FailsAtNumbersThatLeadOutOfTheList) {
       {"count of 16 bytes",
        List({"\xD1\x01\x02", "QK", "_\x14"s + std::string(15, '\0') + "\x01k"})},
       {"count of 2^15 bytes", List({"\xD1\x01\x02", "QK", "_\x1F\x01k"})},
-      {"count that is no number", List({"\xD1\x01\x02", "QK", "_Q\x01k"})},
+      {"count that is no number", List({"\xD1\x01\x02", "QK", "_\x20\x01k"})},
       {"count at the end of the objects", List({"\xD1\x01\x02", "QK", "_"})},
   };
   for (const Row& row : rows) {

@@ -56,6 +56,8 @@ TEST(StandardizingPath, PutsHomesInPlaceOfALeadingTilde) {
   }
 }
 
+TEST(StandardizingPath, LeavesADotThatIsAllThereIs) { EXPECT_EQ(StandardizingPath("."), "."); }
+
 TEST(StandardizingPath, TakesOffOnePrefixWhereTheRestExists) {
   if (const std::string why = test::WhyNoRoot(); !why.empty()) GTEST_SKIP() << why;
   const test::ScopedTempDir root;
