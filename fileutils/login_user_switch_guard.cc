@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include "fileutils/console_user.h"
+#include "fileutils/login_user_switch_guard_for_testing.h"
 #include "platform/console_user.h"
 #include "platform/host.h"
 #include "platform/process_identity.h"
@@ -33,6 +34,10 @@ LoginUserSwitchGuard::~LoginUserSwitchGuard() {
   // Fails only where the switch did, and then there is nothing to undo.
   if (savedUser_ != kNoUser) (void)platform::CurrentHost().identity->SetEffectiveUser(savedUser_);
   lock_.Unlock();
+}
+
+const platform::NamedRecursiveLock& LockForTesting(const LoginUserSwitchGuard& guard) {
+  return guard.lock_;
 }
 
 }  // namespace fileutils

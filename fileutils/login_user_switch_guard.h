@@ -25,6 +25,8 @@ class LoginUserSwitchGuard {
   LoginUserSwitchGuard& operator=(const LoginUserSwitchGuard&) = delete;
 
  private:
+  friend const platform::NamedRecursiveLock& LockForTesting(const LoginUserSwitchGuard& guard);
+
   uid_t savedUser_;  // all ones: no switch was made
   platform::NamedRecursiveLock lock_;
 };

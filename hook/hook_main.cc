@@ -1,5 +1,6 @@
 #include "hook/hook_main.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -14,14 +15,13 @@ namespace hook {
 
 namespace {
 
-bool IsUpdate(const cmdline::CommandLineParser& parser) {
+std::optional<std::string> FindValue(const cmdline::CommandLineParser& parser,
+                                     std::string_view key) {
   std::string value;
-  return parser.GetValue("update", value) && value == "true";
-}
-
-Branch FindBranch(const cmdline::CommandLineParser& parser) {
-  std::string value;
-  return ChooseBranch(parser.GetValue("install", value) ? value.c_str() : nullptr);
+  if (!parser.GetValue(key, value)) {
+    return std::nullopt;
+  }
+  return value;
 }
 
 }  // namespace
@@ -30,8 +30,8 @@ int HookMain(int argc, char** argv) {
   PrepareProcess();
   cmdline::CommandLineParser parser;
   (void)parser.Parse(argc, argv);
-  const bool isUpdate = IsUpdate(parser);
-  switch (FindBranch(parser)) {
+  const bool isUpdate = IsUpdate(FindValue(parser, "update"));
+  switch (ChooseBranch(FindValue(parser, "install"))) {
     case Branch::kInstall:
       RunInstallActions(isUpdate);
       break;
@@ -42,9 +42,10 @@ int HookMain(int argc, char** argv) {
   return 0;
 }
 
-Branch ChooseBranch(const char* installValue) {
-  return installValue != nullptr && std::string_view(installValue) == "1" ? Branch::kInstall
-                                                                          : Branch::kRemove;
+bool IsUpdate(const std::optional<std::string>& updateValue) { return updateValue == "true"; }
+
+Branch ChooseBranch(const std::optional<std::string>& installValue) {
+  return installValue == "1" ? Branch::kInstall : Branch::kRemove;
 }
 
 void RunInstallActions(bool isUpdate) {

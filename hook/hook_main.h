@@ -1,6 +1,9 @@
 #ifndef HOOK_HOOK_MAIN_H_
 #define HOOK_HOOK_MAIN_H_
 
+#include <optional>
+#include <string>
+
 namespace hook {
 
 // The whole life of the process. With "--install=1" the install actions run: manifest,
@@ -11,9 +14,12 @@ int HookMain(int argc, char** argv);
 // What the command line asks for.
 enum class Branch { kInstall, kRemove };
 
-// `installValue` is the value of "install", null where the key is absent. Exactly "1"
-// installs; everything else removes, on purpose.
-[[nodiscard]] Branch ChooseBranch(const char* installValue);
+// The value of "install", if it was given. Exactly "1" installs; everything else removes, on
+// purpose.
+[[nodiscard]] Branch ChooseBranch(const std::optional<std::string>& installValue);
+
+// The value of "update", if it was given. Exactly "true" is one.
+[[nodiscard]] bool IsUpdate(const std::optional<std::string>& updateValue);
 
 // The actions of a branch, in their order. `isUpdate` only travels to those of the shortcut.
 void RunInstallActions(bool isUpdate);

@@ -11,7 +11,8 @@
 // They share one normal form: runs of "/" become one, and one trailing "/" is
 // dropped unless the whole string is "/". "." and ".." are ordinary names. The
 // texts are UTF-8; no value means that the platform made no string: the macOS
-// half gives none for text that is not UTF-8, the POSIX half takes any bytes.
+// half gives none for text that is not UTF-8, the POSIX half takes any bytes but
+// NUL.
 //
 // Source: Apple's documentation of NSString, "Working with Paths".
 

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/folder_creation.h"
+#include "platform/path_text.h"
 #include "platform/posix/account.h"
 #include "platform/posix/host_parts.h"
 
@@ -35,13 +36,11 @@ constexpr WellKnownFolder kFolders[] = {
     {kUserDomain, kDownloadsDirectory, "Downloads"},
 };
 
-// The account's home folder without a trailing "/". No value without an account, and where its
-// entry names no absolute path.
+// The account's home folder, standardized. No value without an account, and where its entry names
+// no absolute path.
 std::optional<std::string> HomeOf(std::optional<Account> account) {
   if (!account || !account->home.starts_with('/')) return std::nullopt;
-  std::string& home = account->home;
-  while (home.size() > 1 && home.ends_with('/')) home.pop_back();
-  return std::move(home);
+  return StandardizingPath(account->home);
 }
 
 class PosixDirectories final : public DirectoryLookup {

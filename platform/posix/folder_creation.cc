@@ -41,11 +41,18 @@ int OpenDeepestFolder(const std::string& path, UniqueFd* folder, std::size_t* le
 // empty one of our own is touched.
 void ApplyAttributes(const FolderAttributes& attributes, int parent, const char* name) {
   DirectoryStream folder;
+  int error = folder.Open(parent, name);
+  // The umask may have kept an ordinary user out of his own folder. His right to change modes ends
+  // at what is his, so that this can do no harm, and it follows no link.
+  if (error == EACCES && attributes.mode &&
+      ::fchmodat(parent, name, *attributes.mode, AT_SYMLINK_NOFOLLOW) == 0) {
+    error = folder.Open(parent, name);
+  }
   struct stat status = {};
   const char* entry = nullptr;
   unsigned char type = 0;
-  if (folder.Open(parent, name) != 0 || ::fstat(folder.Fd(), &status) != 0 ||
-      status.st_uid != ::geteuid() || folder.Next(&entry, &type) != 0 || entry != nullptr) {
+  if (error != 0 || ::fstat(folder.Fd(), &status) != 0 || status.st_uid != ::geteuid() ||
+      folder.Next(&entry, &type) != 0 || entry != nullptr) {
     return;
   }
   if (attributes.mode) (void)Calls().fchmod(folder.Fd(), *attributes.mode);

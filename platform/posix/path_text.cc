@@ -109,7 +109,7 @@ bool IsInOwnRootFolder(std::string_view absolute) {
 std::string RemovePrivatePrefix(const std::string& path) {
   for (const std::string_view prefix : {"/private/var/automount", "/var/automount", "/private"}) {
     if (!path.starts_with(prefix)) continue;
-    const std::string rest = path.substr(prefix.size());
+    std::string rest = path.substr(prefix.size());
     if (!rest.starts_with('/') || (prefix == "/private" && IsInOwnRootFolder(rest))) continue;
     if (ItemExists(rest, nullptr)) return rest;
   }

@@ -8,6 +8,7 @@
 #include <type_traits>
 #include <unistd.h>
 
+#include "fileutils/login_user_switch_guard_for_testing.h"
 #include "platform/host_for_testing.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/run_in_root.h"
@@ -97,6 +98,15 @@ TEST(LoginUserSwitchGuard, SwitchesBackWhenTheGuardedCodeThrows) {
       },
       int);
   EXPECT_EQ(host.identity.user, 0U);
+}
+
+TEST(LoginUserSwitchGuard, HasANamedLockOfItsOwn) {
+  const test::FakeHost host;
+  const LoginUserSwitchGuard outer;
+  const LoginUserSwitchGuard inner;
+  EXPECT_EQ(LockForTesting(outer).Name(), "SwitchToLoginUserCriticalSection");
+  EXPECT_EQ(LockForTesting(inner).Name(), "SwitchToLoginUserCriticalSection");
+  EXPECT_NE(&LockForTesting(outer), &LockForTesting(inner));
 }
 
 TEST(LoginUserSwitchGuard, NeverWaitsForAnother) {

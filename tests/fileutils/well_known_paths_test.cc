@@ -708,4 +708,25 @@ TEST(GetWellKnownPath, LandsInTheConsoleUsersHomeWithRealUsers) {
   }
 }
 
+TEST(GetWellKnownPath, MakesTheLogsFolderBehindAUsersLinkOnlyInHisOwnFolder) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  for (const uid_t owner : {uid_t{501}, uid_t{502}}) {
+    SCOPED_TRACE(owner);
+    const test::ScopedTempDir root;
+    test::MakeDirs(root.Join("home"));
+    test::MakeDirs(root.Join("elsewhere"));
+    test::SetOwner(root.Join("elsewhere"), owner, 20);
+    test::MakeLink(root.Join("home/Library"), "/elsewhere");
+    test::SetOwner(root.Join("home/Library"), 501, 20);
+    test::RunInRoot(root.Path(), [owner] {
+      test::FakeHost host;
+      host.directories.home = "/home";
+      std::string path;
+      EXPECT_EQ(GetWellKnownPath(fileutils::kUserLogs, path), owner == 501);
+      EXPECT_EQ(path, owner == 501 ? "/home/Library/Logs" : "");
+    });
+    EXPECT_EQ(test::IsThere(root.Join("elsewhere/Logs")), owner == 501);
+  }
+}
+
 }  // namespace

@@ -207,6 +207,8 @@ TEST(CreateZintShortcut, LeavesAFullFolderInItsPlaceAndFails) {
                        machine.At(kLink),
                    "40 Inside CreateZintShortcut | Directory already present at path " +
                        machine.At(kLink)}));
+  EXPECT_EQ(test::RecordedCalls().back().format,
+            "Inside CreateZintShortcut | Directory already present at path %s");
 }
 
 TEST(CreateZintShortcut, IsStoppedByADanglingLinkAndStillTrue) {
@@ -225,6 +227,8 @@ TEST(CreateZintShortcut, IsStoppedByADanglingLinkAndStillTrue) {
                        machine.At(kLink),
                    "50 Inside CreateZintShortcut | Unable to create Zint shortcut at path: " +
                        machine.At(kLink) + " for " + machine.At(kBundle)}));
+  EXPECT_EQ(test::RecordedCalls().back().format,
+            "Inside CreateZintShortcut | Unable to create Zint shortcut at path: %s for %s");
 }
 
 TEST(CreateZintShortcut, FailsWhereTheFolderCannotBeMade) {
@@ -249,6 +253,8 @@ TEST(CreateZintShortcut, FailsWhereTheFolderCannotBeMade) {
                        machine.At("blocked/Velmora Caldris"),
                    "50 Inside CreateZintShortcut | Unable to create Zint shortcut folder at " +
                        machine.At("blocked/Velmora Caldris")}));
+  EXPECT_EQ(test::RecordedCalls().back().format,
+            "Inside CreateZintShortcut | Unable to create Zint shortcut folder at %s");
 }
 
 TEST(CreateZintShortcut, TakesAFileOfTheFoldersNameForTheFolder) {
@@ -410,6 +416,8 @@ TEST(DeleteZintShortcut, ReportsAFullFolderAsTrace) {
                    "30 Inside GetZintShortcutPath | Zint shortcut path: " + machine.At(kLink),
                    "10 Inside DeleteZintShortcut | Unable to delete Zint shortcut at path " +
                        machine.At(kLink)}));
+  EXPECT_EQ(test::RecordedCalls().back().format,
+            "Inside DeleteZintShortcut | Unable to delete Zint shortcut at path %s");
 }
 
 TEST(DeleteZintShortcut, ReportsALinkThatWillNotGoAsTrace) {

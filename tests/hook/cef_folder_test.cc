@@ -10,6 +10,8 @@
 #include "tests/hook/machine_in_folder.h"
 #include "tests/support/files.h"
 #include "tests/support/recording_logger.h"
+#include "tests/support/run_in_root.h"
+#include "tests/support/scoped_temp_dir.h"
 #include "tests/support/tree.h"
 
 namespace hook {
@@ -86,6 +88,19 @@ TEST(DeleteCEFFolder, LeavesASpecialPathAndIsStillTrue) {
       log.Messages(),
       (Lines{"40 Path " + machine.At(kFolder) + " is a special path: System path",
              "40 Directory to delete: " + machine.At(kFolder) + " is a special path, skipping."}));
+}
+
+TEST(DeleteCEFFolder, WorksOnWhatAFailedLookupLeaves) {
+  if (const std::string why = test::WhyNoRoot(); !why.empty()) GTEST_SKIP() << why;
+  const test::ScopedTempDir root;
+  test::PutFile(root.Join("Utilities/Velmora Caldris/CEF/file"), "gone");
+  test::PutFile(root.Join("Utilities/Velmora Caldris/other"), "kept");
+  test::RunInRoot(root.Path(), [] {
+    const test::FakeHost host;
+    EXPECT_TRUE(DeleteCEFFolder());
+  });
+  EXPECT_FALSE(test::IsThere(root.Join("Utilities/Velmora Caldris/CEF")));
+  EXPECT_EQ(test::GetFile(root.Join("Utilities/Velmora Caldris/other")), "kept");
 }
 
 TEST(DeleteCEFFolder, IsTrueWhereRemovalFails) {

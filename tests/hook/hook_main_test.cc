@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -50,16 +51,25 @@ void PutOldInstall(const test::MachineInFolder& machine) {
 
 TEST(ChooseBranch, InstallsForExactlyOne) {
   const struct {
-    const char* value;
+    std::optional<std::string> value;
     Branch branch;
   } rows[] = {
-      {nullptr, Branch::kRemove}, {"", Branch::kRemove},     {"1", Branch::kInstall},
-      {"0", Branch::kRemove},     {"11", Branch::kRemove},   {"01", Branch::kRemove},
-      {" 1", Branch::kRemove},    {"1 ", Branch::kRemove},   {"+1", Branch::kRemove},
-      {"yes", Branch::kRemove},   {"true", Branch::kRemove},
+      {std::nullopt, Branch::kRemove}, {"", Branch::kRemove},     {"1", Branch::kInstall},
+      {"0", Branch::kRemove},          {"11", Branch::kRemove},   {"01", Branch::kRemove},
+      {" 1", Branch::kRemove},         {"1 ", Branch::kRemove},   {"+1", Branch::kRemove},
+      {"yes", Branch::kRemove},        {"true", Branch::kRemove},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(ChooseBranch(row.value), row.branch) << (row.value == nullptr ? "absent" : row.value);
+    EXPECT_EQ(ChooseBranch(row.value), row.branch) << row.value.value_or("absent");
+  }
+}
+
+TEST(IsUpdate, IsSoForExactlyTrue) {
+  EXPECT_TRUE(IsUpdate("true"));
+  const std::optional<std::string> others[] = {std::nullopt, "",      "1",     "True", "TRUE",
+                                               "true ",      " true", "true1", "yes",  "t"};
+  for (const auto& value : others) {
+    EXPECT_FALSE(IsUpdate(value)) << value.value_or("absent");
   }
 }
 

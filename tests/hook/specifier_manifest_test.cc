@@ -204,6 +204,8 @@ TEST(CreatePellanSpecifierFile, WarnsWhereTheFolderCannotBeMade) {
   EXPECT_FALSE(CreatePellanSpecifierFile(fileutils::kVelmoraShared));
   EXPECT_EQ(Messages(), Lines{"40 Inside CreatePellanSpecifierFile | Unable to create folder at " +
                               machine.At(kSpecifierFolder)});
+  EXPECT_EQ(test::RecordedCalls().back().format,
+            "Inside CreatePellanSpecifierFile | Unable to create folder at %s");
   EXPECT_EQ(test::GetFile(machine.At(kMakerFolder)), "in the way");
 }
 
@@ -215,6 +217,8 @@ TEST(CreatePellanSpecifierFile, FailsWhereAFolderHasTheFilesName) {
   EXPECT_FALSE(CreatePellanSpecifierFile(fileutils::kVelmoraShared));
   EXPECT_EQ(Messages(), Lines{"50 Inside CreatePellanSpecifierFile | Unable to create file at " +
                               machine.At(kManifest)});
+  EXPECT_EQ(test::RecordedCalls().back().format,
+            "Inside CreatePellanSpecifierFile | Unable to create file at %s");
   EXPECT_EQ(test::CompareTrees(before, test::ReadTree(machine.folder.Path())), Lines{});
 }
 
@@ -333,6 +337,8 @@ TEST(DeletePellanSpecifierFile, IsTrueAndInformsWhereItCannotDelete) {
             Lines{"30 Inside DeletePellanSpecifierFile | Unable to delete pellan Specifier file "
                   "at " +
                   machine.At(kManifest)});
+  EXPECT_EQ(test::RecordedCalls().back().format,
+            "Inside DeletePellanSpecifierFile | Unable to delete pellan Specifier file at %s");
 }
 
 TEST(DeletePellanSpecifierFile, RemovesALinkAndNotWhatItLeadsTo) {

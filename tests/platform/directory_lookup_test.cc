@@ -149,6 +149,28 @@ TEST_F(DirectoryLookupTest, GivesEachNewLevelOfUserFoldersMode0700) {
   }
 }
 
+TEST_F(DirectoryLookupTest, GivesAnOrdinaryUsersFoldersMode0700WhateverHisUmask) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  for (const mode_t mask : {mode_t{0400}, mode_t{0700}, mode_t{0777}}) {
+    SCOPED_TRACE(mask);
+    const test::ScopedTempDir root;
+    test::PutFile(root.Join("etc/nsswitch.conf"), "passwd: files\n");
+    test::PutFile(root.Join("etc/passwd"), "mia:x:1000:1000:Mia:/home/mia:/bin/sh\n");
+    test::MakeDirs(root.Join("home/mia"));
+    test::SetOwner(root.Join("home/mia"), 1000, 1000);
+    test::RunInRoot(root.Path(),
+                    [mask] {
+                      ASSERT_EQ(seteuid(1000), 0);
+                      const test::ScopedUmask umask(mask);
+                      EXPECT_EQ(Find(1, 14), "/home/mia/Library/Application Support");
+                      EXPECT_EQ(test::GetMode("/home/mia/Library"), mode_t{0700});
+                      EXPECT_EQ(test::GetMode("/home/mia/Library/Application Support"),
+                                mode_t{0700});
+                    },
+                    {.mountProc = true, .beforeChangeRoot = {}});
+  }
+}
+
 TEST_F(DirectoryLookupTest, LeavesExistingFoldersAsTheyAre) {
   test::PutFile(Join("Applications/kept"), "bytes");
   test::SetMode(Join("Applications"), 0711);
@@ -250,7 +272,7 @@ TEST_F(DirectoryLookupTest, HasAnEmptyHomeWithoutAnAccountDatabase) {
   });
 }
 
-TEST_F(DirectoryLookupTest, WritesTheHomeFolderAsAnAbsolutePathWithoutATrailingSlash) {
+TEST_F(DirectoryLookupTest, WritesTheHomeFolderAsAStandardizedAbsolutePath) {
   const struct {
     const char* entry;
     const char* home;
@@ -261,6 +283,7 @@ TEST_F(DirectoryLookupTest, WritesTheHomeFolderAsAnAbsolutePathWithoutATrailingS
       {"/home/kim///", "/home/kim", "/home/kim/Library"},
       {"/", "/", "/Library"},
       {"//", "/", "/Library"},
+      {"/home//kim/./x/../", "/home/kim", "/home/kim/Library"},
       {"", "/var/empty", "/var/empty/Library"},
       {"home/kim", "/var/empty", "/var/empty/Library"},
   };

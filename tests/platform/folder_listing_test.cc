@@ -101,6 +101,16 @@ TEST_F(ListFolderTest, FailsOnAnythingElseAndLeavesTheNames) {
   EXPECT_EQ(Names{"kept"}, names);
 }
 
+TEST_F(ListFolderTest, FailsBehindALinkToSomebodyElsesFolder) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  test::PutFile(At("folder/file"), "x");
+  test::MakeLink(At("link"), "folder");
+  test::SetOwner(At("link"), kUser, kUser);
+  EXPECT_EQ(Names{"failed"}, List(At("link")));
+  test::SetOwner(At("folder"), kUser, kUser);
+  EXPECT_EQ(Names{"file"}, List(At("link")));
+}
+
 TEST_F(ListFolderTest, NeedsTheRightToRead) {
   if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
   test::PutFile(At("a/file"), "x");
@@ -165,6 +175,16 @@ TEST_F(WalkFolderTest, FollowsALinkToTheFolderItself) {
   test::PutFile(At("a/b/file"), "x");
   test::MakeLink(At("link"), "a");
   EXPECT_EQ((Names{"b/", "b/file"}), Walk(At("link")));
+}
+
+TEST_F(WalkFolderTest, YieldsNothingBehindALinkToSomebodyElsesFolder) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  test::PutFile(At("folder/file"), "x");
+  test::MakeLink(At("link"), "folder");
+  test::SetOwner(At("link"), kUser, kUser);
+  EXPECT_EQ(Names(), Walk(At("link")));
+  test::SetOwner(At("folder"), kUser, kUser);
+  EXPECT_EQ(Names{"file"}, Walk(At("link")));
 }
 
 TEST_F(WalkFolderTest, SkipsAFolderOnRequest) {

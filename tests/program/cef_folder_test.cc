@@ -137,6 +137,31 @@ TEST_F(CefFolder, StaysWithTheMountPointInIt) {
   EXPECT_EQ(GetFile(root.Join("/Elsewhere/file")), "not ours");
 }
 
+TEST_F(CefFolder, LosesTheFilesBesideAMountPointInIt) {
+  NEED_MOUNTS();
+  MakeDirs(Cef("/mounted"));
+  PutFile(Cef("/file"), "left over");
+  RunOptions options;
+  options.mounts = [&] { MountFolder(root.Join("/Elsewhere"), Cef("/mounted")); };
+  EXPECT_EQ(root.Run({"--install=1"}, options),
+            Changes({"- Applications/Utilities/Velmora Caldris/CEF/file"}));
+  EXPECT_EQ(GetFile(root.Join("/Elsewhere/file")), "not ours");
+}
+
+TEST_F(CefFolder, StaysWithAMountedFileAtItsPlaceOrInIt) {
+  NEED_MOUNTS();
+  for (const char* name : {"/file", ""}) {
+    SCOPED_TRACE(name);
+    std::filesystem::remove_all(Cef());
+    PutFile(Cef(name), "below the mount");
+    RunOptions options;
+    options.mounts = [&] { MountFolder(root.Join("/Elsewhere/file"), Cef(name)); };
+    EXPECT_EQ(root.Run({"--install=1"}, options), Changes());
+    EXPECT_EQ(GetFile(Cef(name)), "below the mount");
+    EXPECT_EQ(GetFile(root.Join("/Elsewhere/file")), "not ours");
+  }
+}
+
 TEST_F(CefFolder, IsReachedThroughALinkOfRoots) {
   std::filesystem::rename(root.Join("/Applications/Utilities"), root.Join("/Tools"));
   MakeLink(root.Join("/Applications/Utilities"), "/Tools");

@@ -166,8 +166,8 @@ TEST_F(Install, OfAProgramInsideABundleFindsTheIconBesideTheBundle) {
             }));
 }
 
-TEST_F(Install, DoesTheRestWhereNoActionCanDoItsWork) {
-  // Each action meets an obstacle of its own, and none keeps the next from its work.
+TEST_F(Install, DoesTheRestWhereManifestAndLinkAreObstructed) {
+  // Neither obstacle keeps the next action from its work.
   PutFile(root.Join("/Library/Application Support/Velmora"), "in the way");
   PutFile(root.Join("/Applications/Velmora Caldris/Velmora Caldris/full"), "in the way");
   root.AddCefFolder();

@@ -38,6 +38,13 @@ TEST_F(ShortcutPlace, WithAnEmptyFolderGetsTheLink) {
   EXPECT_EQ(GetLink(root.Join(kShortcut)), kBundle);
 }
 
+TEST_F(ShortcutPlace, InAnEmptyFolderGetsTheLinkAndTheFolderStaysAsItIs) {
+  MakeDirs(root.Join(kFolder));
+  SetMode(root.Join(kFolder), 0711);
+  EXPECT_EQ(root.Run({"--install=1"}), Changes({"+ Applications/Velmora Caldris/Velmora Caldris"}));
+  EXPECT_EQ(GetLink(root.Join(kShortcut)), kBundle);
+}
+
 TEST_F(ShortcutPlace, WithAFullFolderIsLeftAlone) {
   PutFile(root.Join(kShortcut) + "/file", "not ours");
   EXPECT_EQ(root.Run({"--install=1"}), Changes());

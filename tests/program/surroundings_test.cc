@@ -98,6 +98,12 @@ TEST_F(Surroundings, MayLackAnyOfTheStandardStreams) {
     };
     EXPECT_EQ(fresh.Run({"--install=1"}, options), kInstalled);
     EXPECT_EQ(GetFile(fresh.Join(kPlace)), kManifest);
+    fresh.AddInstalledBundle();
+    EXPECT_EQ(fresh.Run({}, options),
+              Changes({
+                  "- Applications/Velmora Caldris/Velmora Caldris",
+                  "- Library/Application Support/Velmora/Pellan/specifiers/caldris.xml",
+              }));
   }
 }
 

@@ -284,13 +284,13 @@ class WriterChild {
     EXPECT_EQ(pipe2(goOn.data(), O_CLOEXEC), 0);
     process_ = fork();
     if (process_ == 0) {
-      reached_ = reached[1];
-      goOn_ = goOn[0];
+      childReached = reached[1];
+      childGoOn = goOn[0];
       close(goOn[1]);
       ScopedSystemCalls calls;
       calls->fsync = [](int fd) {
         char byte = 0;
-        if (!IsFolder(fd) && (write(reached_, &byte, 1) != 1 || read(goOn_, &byte, 1) != 1))
+        if (!IsFolder(fd) && (write(childReached, &byte, 1) != 1 || read(childGoOn, &byte, 1) != 1))
           _exit(2);
         return fsync(fd);
       };
@@ -325,8 +325,8 @@ class WriterChild {
   }
 
   // Of the child.
-  inline static int reached_ = -1;
-  inline static int goOn_ = -1;
+  inline static int childReached = -1;
+  inline static int childGoOn = -1;
 
   pid_t process_ = -1;
   UniqueFd toChild_;

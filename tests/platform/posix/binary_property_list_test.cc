@@ -79,11 +79,11 @@ TEST(FindStringInBinaryPropertyList, TakesNumbersOfEveryWidth) {
 
 TEST(FindStringInBinaryPropertyList, TakesCountsOfEveryWidth) {
   const std::string text(20, 't');
-  const std::string counts[] = {"\x10\x14"s, "\x11\x00\x14"s, "\x12\x00\x00\x00\x14"s,
-                                "\x13\x00\x00\x00\x00\x00\x00\x00\x14"s};
-  for (const std::string& count : counts) {
-    SCOPED_TRACE(count.size());
-    EXPECT_EQ(Find(List({"\xD1\x01\x02", "QK", "_" + count + text})), text);
+  const std::string objects[] = {"_\x10\x14"s, "_\x11\x00\x14"s, "_\x12\x00\x00\x00\x14"s,
+                                 "_\x13\x00\x00\x00\x00\x00\x00\x00\x14"s};
+  for (const std::string& object : objects) {
+    SCOPED_TRACE(object.size());
+    EXPECT_EQ(Find(List({"\xD1\x01\x02", "QK", object + text})), text);
   }
   // A short count may be written long.
   EXPECT_EQ(Find(List({"\xDF\x10\x01\x01\x02", "_\x10\x01K", "_\x10\x01k"})), "k");
@@ -229,7 +229,7 @@ TEST(FindStringInBinaryPropertyList, ReadsBesideObjectsThatHoldThemselvesOrEachO
   std::vector<std::string> objects = {"\xD3\x01\x02\x03\x00\x05\x04"s, "QI", "QJ", "QK", "Qk"};
   for (int i = 0; i < 40; ++i) {
     const auto next = static_cast<char>(i < 39 ? objects.size() + 1 : 0);
-    objects.push_back("\xA2"s + next + next);
+    objects.push_back(std::string{'\xA2', next, next});
   }
   EXPECT_EQ(Find(List(objects)), "k");
 }
