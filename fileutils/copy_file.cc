@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "fileutils/link_check.h"
+#include "fileutils/link_removal.h"
 #include "platform/checked_file.h"
 #include "platform/path_walk.h"
 #include "platform/system_calls.h"
@@ -22,15 +23,6 @@ namespace fileutils {
 namespace {
 
 constexpr std::size_t kBlockBytes = 4096;
-
-// Removes the item while it is a link. By its name in the folder and not with `DeletePath`,
-// which takes a dangling link for a missing item.
-bool RemoveLink(const platform::LocatedItem& item) {
-  struct stat status = {};
-  const int result = ::fstatat(item.folder.Get(), item.name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
-  if (result != 0 || !S_ISLNK(status.st_mode)) return true;
-  return platform::Calls().unlinkat(item.folder.Get(), item.name.c_str(), 0) == 0;
-}
 
 bool SetSize(int fd, off_t size) {
   int result = 0;

@@ -27,6 +27,7 @@ bool CreateDirectory(const std::string& path, bool shouldSetPermission,
                     static_cast<int>(status.st_uid), static_cast<int>(status.st_gid));
       attributes.owner = status.st_uid;
       attributes.group = status.st_gid;
+      attributes.onlyBelowSameOwner = true;
     }
     attributes.mode = 0775;
   }

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "fileutils/items.h"
 #include "fileutils/link_check.h"
+#include "fileutils/link_removal.h"
 #include "platform/atomic_write.h"
 #include "platform/path_walk.h"
 
@@ -12,17 +12,18 @@ namespace fileutils {
 bool WriteFile(const std::string& path, const std::string& content, bool /*unusedFlag*/,
                bool skipLinkCheck) {
   if (path.empty()) return false;
-  if (skipLinkCheck) {
-    // The write replaces a link, so it is handed the place that the link leads to.
-    platform::LocatedItem item;
-    if (platform::LocateItem(path, platform::LastLink::kFollow, &item) != 0) return false;
-    return !item.mustBeFolder && platform::WriteFileAtomically(item.path, content);
+  unsigned int links = kNoLinks;
+  // The write replaces a link, so what is to be written through one is the place that it leads to.
+  auto lastLink = platform::LastLink::kFollow;
+  if (!skipLinkCheck) {
+    links = CheckPathLinks(path, /*checkAncestors=*/true, /*checkHardLinks=*/false);
+    lastLink = platform::LastLink::kLeave;
   }
-  const unsigned int links =
-      CheckPathLinks(path, /*checkAncestors=*/true, /*checkHardLinks=*/false);
   if (links == kLinkedAncestor) return false;
-  if (links == kIsLink && !DeletePath(path, /*unusedFlag=*/false)) return false;
-  return platform::WriteFileAtomically(path, content);
+  platform::LocatedItem item;
+  if (platform::LocateItem(path, lastLink, &item) != 0) return false;
+  if (links == kIsLink && !RemoveLink(item)) return false;
+  return platform::WriteFileAtomically(item, content);
 }
 
 }  // namespace fileutils

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/path_walk.h"
+
 namespace platform {
 
 // writeToFile:atomically:YES of NSData. A reader of `path` sees the old bytes,
@@ -22,6 +24,10 @@ namespace platform {
 // Any failure removes the temporary file. A killed process leaves at most one;
 // the next write into that folder removes those whose writer is gone.
 [[nodiscard]] bool WriteFileAtomically(const std::string& path, std::string_view content);
+
+// The same at a place that was found before (path_walk.h). POSIX half: in that very folder,
+// wherever its path leads by now.
+[[nodiscard]] bool WriteFileAtomically(const LocatedItem& item, std::string_view content);
 
 }  // namespace platform
 

@@ -14,7 +14,8 @@ namespace platform {
 // POSIX half: from handle to handle, links among the path's ancestors under
 // the owner rule of path_walk.h. A mount point, told by its mount and not by
 // its device, is never entered and makes the call fail (EBUSY), be it the item
-// itself or inside it. Depth costs neither stack nor descriptors.
+// itself or inside it. Depth costs neither stack nor descriptors; more than 4096
+// levels, which no path reaches, are a failure (ENAMETOOLONG).
 [[nodiscard]] bool RemoveItem(const std::string& path, std::string* errorText);
 
 }  // namespace platform

@@ -203,8 +203,11 @@ int WriteFileAtomicallyAt(int folder, const std::string& name, std::string_view 
 
 bool WriteFileAtomically(const std::string& path, std::string_view content) {
   LocatedItem item;
-  return LocateItem(path, LastLink::kLeave, &item) == 0 && !item.mustBeFolder &&
-         WriteFileAtomicallyAt(item.folder.Get(), item.name, content) == 0;
+  return LocateItem(path, LastLink::kLeave, &item) == 0 && WriteFileAtomically(item, content);
+}
+
+bool WriteFileAtomically(const LocatedItem& item, std::string_view content) {
+  return !item.mustBeFolder && WriteFileAtomicallyAt(item.folder.Get(), item.name, content) == 0;
 }
 
 }  // namespace platform

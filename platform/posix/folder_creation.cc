@@ -11,6 +11,7 @@
 
 #include "platform/error_text.h"
 #include "platform/interrupted_call.h"
+#include "platform/item_handle.h"
 #include "platform/item_query.h"
 #include "platform/path_walk.h"
 #include "platform/posix/directory_stream.h"
@@ -36,10 +37,19 @@ int OpenDeepestFolder(const std::string& path, UniqueFd* folder, std::size_t* le
   return error;
 }
 
-// Gives a folder that was just made its attributes, as far as they can be had. Whoever may write to
-// `parent` may have put another folder in its place, maybe one that was not his to change: only an
-// empty one of our own is touched.
-void ApplyAttributes(const FolderAttributes& attributes, int parent, const char* name) {
+bool IsEmptyFolderOf(uid_t owner, DirectoryStream* folder) {
+  struct stat status = {};
+  const char* entry = nullptr;
+  unsigned char type = 0;
+  return ::fstat(folder->Fd(), &status) == 0 && status.st_uid == owner &&
+         folder->Next(&entry, &type) == 0 && entry == nullptr;
+}
+
+// Enters a folder that was just made and gives it its attributes, as far as they can be had.
+// ESTALE: whoever may write to `parent` has put another folder in its place, maybe one that was not
+// his to change; only an empty one of our own is taken for the new one.
+int EnterNewFolder(const FolderAttributes& attributes, int parent, const char* name,
+                   UniqueFd* entered) {
   DirectoryStream folder;
   int error = folder.Open(parent, name);
   // The umask may have kept an ordinary user out of his own folder. His right to change modes ends
@@ -48,19 +58,15 @@ void ApplyAttributes(const FolderAttributes& attributes, int parent, const char*
       ::fchmodat(parent, name, *attributes.mode, AT_SYMLINK_NOFOLLOW) == 0) {
     error = folder.Open(parent, name);
   }
-  struct stat status = {};
-  const char* entry = nullptr;
-  unsigned char type = 0;
-  if (error != 0 || ::fstat(folder.Fd(), &status) != 0 || status.st_uid != ::geteuid() ||
-      folder.Next(&entry, &type) != 0 || entry != nullptr) {
-    return;
-  }
+  if (error != 0) return error;
+  if (!IsEmptyFolderOf(::geteuid(), &folder)) return ESTALE;
   if (attributes.mode) (void)Calls().fchmod(folder.Fd(), *attributes.mode);
   // One by one: an ordinary user may choose among his groups, but not give a folder away.
   constexpr gid_t kSameGroup = static_cast<gid_t>(-1);
   constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
   if (attributes.owner) (void)Calls().fchown(folder.Fd(), *attributes.owner, kSameGroup);
   if (attributes.group) (void)Calls().fchown(folder.Fd(), kSameOwner, *attributes.group);
+  return OpenItemHandle(folder.Fd(), ".", entered);
 }
 
 // Goes from `folder` to the folder `name` in it, made where it is missing. `path` leads there too.
@@ -69,18 +75,29 @@ int MakeAndEnter(const std::string& name, const std::string& path,
   // Never more open than asked for, not even for a moment.
   const mode_t mode =
       attributes != nullptr && attributes->mode ? *attributes->mode : kPermissionBits;
+  UniqueFd next;
   if (::mkdirat(folder->Get(), name.c_str(), mode & kPermissionBits) == 0) {
-    if (attributes != nullptr) ApplyAttributes(*attributes, folder->Get(), name.c_str());
+    if (attributes != nullptr &&
+        EnterNewFolder(*attributes, folder->Get(), name.c_str(), &next) == ESTALE) {
+      return ESTALE;
+    }
   } else if (errno != EEXIST) {
     return errno;
   }
-  UniqueFd next(RepeatInterrupted([&] {
-    return ::openat(folder->Get(), name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  }));
+  if (!next) {
+    next.Reset(
+        ::openat(folder->Get(), name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  }
   // Maybe a link to a folder.
   if (!next && OpenFolder(path, &next) != 0) return EEXIST;
   *folder = std::move(next);
   return 0;
+}
+
+bool IsOwnedAs(const FolderAttributes& attributes, int folder) {
+  struct stat status = {};
+  return ::fstat(folder, &status) == 0 && attributes.owner == status.st_uid &&
+         attributes.group == status.st_gid;
 }
 
 int MakeMissingFolders(const std::string& path, const FolderAttributes* attributes) {
@@ -89,6 +106,12 @@ int MakeMissingFolders(const std::string& path, const FolderAttributes* attribut
   UniqueFd folder;
   std::size_t begin = 0;
   int error = OpenDeepestFolder(path, &folder, &begin);
+  FolderAttributes granted;
+  if (error == 0 && attributes != nullptr && attributes->onlyBelowSameOwner &&
+      !IsOwnedAs(*attributes, folder.Get())) {
+    granted.mode = attributes->mode;
+    attributes = &granted;
+  }
   while (error == 0 && begin < path.size()) {
     const std::size_t end = std::min(path.find('/', begin), path.size());
     if (end > begin) {

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <utility>
 
@@ -14,6 +15,12 @@ int FolderDescent::Identify(int fd, Identity* identity) {
   struct stat status = {};
   if (::fstat(fd, &status) != 0) return errno;
   *identity = {.device = status.st_dev, .inode = status.st_ino};
+  struct statx birth = {};
+  if (::statx(fd, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_BTIME, &birth) == 0 &&
+      (birth.stx_mask & STATX_BTIME) != 0) {
+    identity->birthSeconds = birth.stx_btime.tv_sec;
+    identity->birthNanoseconds = birth.stx_btime.tv_nsec;
+  }
   return 0;
 }
 
@@ -29,18 +36,20 @@ int FolderDescent::Begin(UniqueFd folder) {
 }
 
 int FolderDescent::OpenChild(const char* name, DirectoryStream* child) const {
-  DirectoryStream opened;
-  int error = opened.Open(folder_.Get(), name);
+  // Not opened for reading before its mount is known: a server behind another one might never
+  // answer.
+  UniqueFd handle;
+  int error = OpenItemHandle(folder_.Get(), name, &handle);
   if (error != 0) return error;
   std::uint64_t mountId = 0;
-  error = GetMountId(opened.Fd(), &mountId);
+  error = GetMountId(handle.Get(), &mountId);
   if (error != 0) return error;
   if (mountId != mountId_) return EBUSY;
-  *child = std::move(opened);
-  return 0;
+  return child->Open(handle.Get(), ".");
 }
 
 int FolderDescent::Enter(const DirectoryStream& child) {
+  if (way_.size() > kMaxDepth) return ENAMETOOLONG;
   // By its ".": without the right to search a folder there would be no way back out of it.
   UniqueFd folder;
   int error = OpenItemHandle(child.Fd(), ".", &folder);

@@ -1,6 +1,7 @@
 #ifndef PLATFORM_POSIX_FOLDER_DESCENT_H_
 #define PLATFORM_POSIX_FOLDER_DESCENT_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <sys/types.h>
 #include <vector>
@@ -10,13 +11,17 @@
 
 namespace platform {
 
-// Where a walk through a tree of folders is. However deep that is, it holds one
-// descriptor; it never goes through a link, never into another mount, and on
+// Where a walk through a tree of folders is. It holds one descriptor whatever the
+// depth; it never goes through a link, never into another mount, and on
 // the way back never to a folder that it did not come through.
 //
 // All operations return 0 or the error number.
 class FolderDescent {
  public:
+  // Deeper than any path is long. Without an end somebody could hang one folder below another for
+  // as long as the walk goes on.
+  static constexpr std::size_t kMaxDepth = 4096;
+
   // Begins in an open folder (any handle serves).
   [[nodiscard]] int Begin(UniqueFd folder);
 
@@ -27,7 +32,7 @@ class FolderDescent {
   // EBUSY: another mount.
   [[nodiscard]] int OpenChild(const char* name, DirectoryStream* child) const;
 
-  // Goes into a folder that `OpenChild` opened.
+  // Goes into a folder that `OpenChild` opened. ENAMETOOLONG: deeper than `kMaxDepth`.
   [[nodiscard]] int Enter(const DirectoryStream& child);
 
   // Goes back to the folder where `Enter` was called. ESTALE: the current one
@@ -35,9 +40,13 @@ class FolderDescent {
   [[nodiscard]] int Leave();
 
  private:
+  // The number of a folder that is gone may at once be another's; the time of birth tells them
+  // apart where the file system knows it.
   struct Identity {
     dev_t device = 0;
     ino_t inode = 0;
+    std::int64_t birthSeconds = 0;
+    std::uint32_t birthNanoseconds = 0;
     bool operator==(const Identity&) const = default;
   };
   [[nodiscard]] static int Identify(int fd, Identity* identity);

@@ -28,8 +28,8 @@ int Unlink(int folder, const char* name, int flags) {
   return Calls().unlinkat(folder, name, flags) == 0 || errno == ENOENT ? 0 : errno;
 }
 
-// Every folder is read once: new entries that somebody goes on making end the walk (the folder is
-// not empty) instead of feeding it.
+// Every folder is read once: entries that somebody goes on making in it end the walk (the folder is
+// not empty) instead of feeding it. How deep it can be led, FolderDescent limits.
 int UnlinkFiles(DirectoryStream* stream, std::vector<std::string>* folders) {
   for (;;) {
     const char* name = nullptr;

@@ -52,7 +52,7 @@ std::string UndoEscapes(std::string_view text) {
 
 int GetMountId(int fd, std::uint64_t* id) {
   struct statx status = {};
-  if (::statx(fd, "", AT_EMPTY_PATH, STATX_MNT_ID, &status) == 0 &&
+  if (::statx(fd, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_MNT_ID, &status) == 0 &&
       (status.stx_mask & STATX_MNT_ID) != 0) {
     *id = status.stx_mnt_id;
     return 0;

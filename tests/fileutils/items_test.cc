@@ -150,6 +150,24 @@ TEST(DeletePath, RemovesALinkAndNotWhatItLeadsTo) {
   EXPECT_TRUE(test::IsThere(items.folder.Join("folder")));
 }
 
+TEST(DeletePath, RemovesOneNameOfAFile) {
+  const test::ScopedTempDir folder;
+  test::PutFile(folder.Join("file"), "x");
+  test::MakeHardLink(folder.Join("name"), folder.Join("file"));
+  EXPECT_TRUE(fileutils::DeletePath(folder.Join("name"), /*unusedFlag=*/false));
+  EXPECT_FALSE(test::IsThere(folder.Join("name")));
+  EXPECT_EQ(test::GetFile(folder.Join("file")), "x");
+}
+
+TEST(DeletePath, FollowsLinksAmongTheAncestors) {
+  const test::ScopedTempDir folder;
+  test::PutFile(folder.Join("real/file"), "x");
+  test::MakeLink(folder.Join("link"), "real");
+  EXPECT_TRUE(fileutils::DeletePath(folder.Join("link/file"), /*unusedFlag=*/false));
+  EXPECT_FALSE(test::IsThere(folder.Join("real/file")));
+  EXPECT_EQ(test::GetLink(folder.Join("link")), "real");
+}
+
 TEST(DeletePath, SucceedsOnAMissingPath) {
   const Items items;
   EXPECT_TRUE(fileutils::DeletePath(items.folder.Join("missing"), /*unusedFlag=*/false));

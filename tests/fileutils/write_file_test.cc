@@ -119,13 +119,25 @@ TEST(WriteFile, FailsWhereALinkCannotBeRemoved) {
   test::PutFile(folder.Join("target"), "old");
   test::MakeLink(folder.Join("link"), "target");
   platform::ScopedSystemCalls calls;
-  calls->remove = [](const char*) {
+  calls->unlinkat = [](int, const char*, int) {
     errno = EIO;
     return -1;
   };
   EXPECT_FALSE(Write(folder.Join("link"), "new", kChecked));
   EXPECT_EQ(test::GetLink(folder.Join("link")), "target");
   EXPECT_EQ(test::GetFile(folder.Join("target")), "old");
+}
+
+TEST(WriteFile, RemovesNoLinkInAFolderThatAnothersLinkLeadsTo) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  const test::ScopedTempDir folder;
+  test::PutFile(folder.Join("real/file"), "old");
+  test::MakeLink(folder.Join("real/link"), "file");
+  test::MakeLink(folder.Join("his"), "real");
+  test::SetOwner(folder.Join("his"), 501, 20);
+  EXPECT_FALSE(Write(folder.Join("his/link"), "new", kChecked));
+  EXPECT_EQ(test::GetLink(folder.Join("real/link")), "file");
+  EXPECT_EQ(test::GetFile(folder.Join("real/file")), "old");
 }
 
 TEST(WriteFile, WritesThroughALinkWithTheCheckSkipped) {

@@ -17,6 +17,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "platform/path_walk.h"
 #include "platform/posix/atomic_write_at.h"
 #include "platform/system_calls_for_testing.h"
 #include "platform/unique_fd.h"
@@ -394,6 +395,19 @@ TEST(WriteFileAtomically, DoesNotTakeItsTargetForALeftover) {
   calls->write = WriteNothing;
   EXPECT_FALSE(WriteFileAtomically(dir.Join(".zint-write-0123456789abcdef"), "new"));
   EXPECT_EQ(test::GetFile(dir.Join(".zint-write-0123456789abcdef")), "old");
+}
+
+TEST(WriteFileAtomically, WritesWhereTheItemWasFoundThoughItsPathLeadsElsewhereByNow) {
+  const test::ScopedTempDir dir;
+  test::PutFile(dir.Join("folder/file"), "old");
+  test::PutFile(dir.Join("other/file"), "other");
+  LocatedItem item;
+  ASSERT_EQ(LocateItem(dir.Join("folder/file"), LastLink::kFollow, &item), 0);
+  ASSERT_EQ(rename(dir.Join("folder").c_str(), dir.Join("moved").c_str()), 0);
+  ASSERT_EQ(rename(dir.Join("other").c_str(), dir.Join("folder").c_str()), 0);
+  EXPECT_TRUE(WriteFileAtomically(item, "new"));
+  EXPECT_EQ(test::GetFile(dir.Join("moved/file")), "new");
+  EXPECT_EQ(test::GetFile(dir.Join("folder/file")), "other");
 }
 
 TEST(WriteFileAtomically, SucceedsForManyWritersAtOnce) {

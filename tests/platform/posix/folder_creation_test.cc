@@ -156,6 +156,59 @@ TEST(CreateFolder, SaysWhatIsInTheWay) {
   }
 }
 
+// The folders that change places.
+struct Swap {
+  inline static std::string made;
+  inline static std::string other;
+};
+
+// Puts another folder in the place of the new one as soon as that has been looked at.
+int ExchangeAndSetMode(int fd, mode_t mode) {
+  if (!Swap::made.empty()) {
+    EXPECT_EQ(rename(Swap::made.c_str(), (Swap::made + "-away").c_str()), 0);
+    EXPECT_EQ(rename(Swap::other.c_str(), Swap::made.c_str()), 0);
+    Swap::made.clear();
+  }
+  return fchmod(fd, mode);
+}
+
+TEST(CreateFolder, GoesOnInTheFolderThatItMadeThoughAnotherTookItsPlace) {
+  const test::ScopedTempDir dir;
+  test::MakeDirs(dir.Join("other"));
+  Swap::made = dir.Join("a");
+  Swap::other = dir.Join("other");
+  ScopedSystemCalls calls;
+  calls->fchmod = ExchangeAndSetMode;
+  FolderAttributes attributes;
+  attributes.mode = 0775;
+  EXPECT_TRUE(CreateFolder(dir.Join("a/b"), &attributes, nullptr));
+  EXPECT_TRUE(test::IsThere(dir.Join("a-away/b")));
+  EXPECT_FALSE(test::IsThere(dir.Join("a/b")));
+}
+
+TEST(CreateFolder, GivesOwnerAndGroupOnRequestOnlyBelowAFolderThatHasThem) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  const test::ScopedTempDir dir;
+  test::MakeDirs(dir.Join("his"));
+  test::SetOwner(dir.Join("his"), 501, 20);
+  test::MakeDirs(dir.Join("group"));
+  test::SetOwner(dir.Join("group"), 501, 0);
+  test::MakeDirs(dir.Join("roots"));
+  FolderAttributes attributes;
+  attributes.owner = 501;
+  attributes.group = 20;
+  attributes.mode = 0775;
+  attributes.onlyBelowSameOwner = true;
+  for (const char* parent : {"his", "group", "roots"}) {
+    SCOPED_TRACE(parent);
+    const std::string made = dir.Join(parent) + "/a/b";
+    EXPECT_TRUE(CreateFolder(made, &attributes, nullptr));
+    EXPECT_EQ(test::GetOwner(made), parent == std::string("his") ? 501U : 0U);
+    EXPECT_EQ(test::GetGroup(made), parent == std::string("his") ? 20U : 0U);
+    EXPECT_EQ(test::GetMode(made), 0775U);
+  }
+}
+
 TEST(CreateFolder, FailsWithANulByte) {
   const test::ScopedTempDir dir;
   EXPECT_FALSE(CreateFolder(dir.Join("a\0b"s), nullptr, nullptr));

@@ -87,6 +87,31 @@ class PosixRemoveItemTest : public testing::Test {
   test::ScopedTempDir dir_;
 };
 
+// A chain of folders below the folder `top`, which is made.
+void MakeChain(const std::string& top, int length) {
+  test::MakeDirs(top);
+  UniqueFd folder(::open(top.c_str(), O_PATH | O_CLOEXEC));
+  for (int i = 0; i < length; ++i) {
+    ASSERT_EQ(0, ::mkdirat(folder.Get(), "d", 0755));
+    folder.Reset(::openat(folder.Get(), "d", O_PATH | O_CLOEXEC));
+    ASSERT_TRUE(folder);
+  }
+}
+
+TEST_F(PosixRemoveItemTest, FailsOnATreeThatIsDeeperThanAnyPathIsLong) {
+  constexpr int kHalf = 1900;
+  std::string way;
+  for (int i = 0; i < kHalf; ++i) way += "/d";
+  // As deep as paths reach, three times.
+  for (const char* part : {"a", "b", "c"}) MakeChain(At(part), kHalf);
+  Rename("c", "b" + way + "/c");
+  Rename("b", "a" + way + "/b");
+  ExpectFailure(At("a"), "File name too long: " + At("a"));
+  Rename("a" + way + "/b", "b");
+  ExpectSuccess(At("b"));
+  ExpectSuccess(At("a"));
+}
+
 TEST_F(PosixRemoveItemTest, RemovesADeepTreeWithFewDescriptors) {
   test::MakeDirs(At("tree"));
   UniqueFd folder(::open(At("tree").c_str(), O_PATH | O_CLOEXEC));
