@@ -312,7 +312,7 @@ TEST(CopyFile, DoesNotNoticeErrorsWhileWritingAndEndsWithTheFirst) {
   static int writes;
   writes = 0;
   const test::ScopedTempDir folder;
-  test::PutFile(folder.Join("source"), Bytes(3 * 4096));
+  test::PutFile(folder.Join("source"), Bytes(12288));
   platform::ScopedSystemCalls calls;
   calls->write = [](int fd, const void* bytes, std::size_t count) -> ssize_t {
     if (++writes == 2) {

@@ -176,12 +176,12 @@ class RemoveItemAsUserTest : public RemoveItemTest {
 
 TEST_F(RemoveItemAsUserTest, RemovesAnEmptyFolderThatHeMayNotRead) {
   MakeHis("unreadable", 0);
-  ExpectAsUser(true, "unreadable", "");
+  ExpectAsUser(/*expected=*/true, "unreadable", "");
   MakeHis("unsearchable", 0400);
-  ExpectAsUser(true, "unsearchable", "");
+  ExpectAsUser(/*expected=*/true, "unsearchable", "");
   MakeHis("tree/unreadable", 0);
   MakeHis("tree/other", 0755);
-  ExpectAsUser(true, "tree", "");
+  ExpectAsUser(/*expected=*/true, "tree", "");
 }
 
 TEST_F(RemoveItemAsUserTest, FailsOnAFullFolderThatHeMayNotReadOrSearch) {
@@ -192,7 +192,7 @@ TEST_F(RemoveItemAsUserTest, FailsOnAFullFolderThatHeMayNotReadOrSearch) {
       MakeHis(name, 0755);
       test::PutFile(At("his/" + name + "/" + inner), "x");
       test::SetMode(At("his/" + name), mode);
-      ExpectAsUser(false, name, "Permission denied: " + At("his/" + name));
+      ExpectAsUser(/*expected=*/false, name, "Permission denied: " + At("his/" + name));
       EXPECT_EQ("x", test::GetFile(At("his/" + name + "/" + inner)));
     }
   }
@@ -202,7 +202,7 @@ TEST_F(RemoveItemAsUserTest, FailsWhereHeMayNotWrite) {
   MakeHis("tree/locked", 0755);
   test::PutFile(At("his/tree/locked/file"), "x");
   test::SetMode(At("his/tree/locked"), 0555);
-  ExpectAsUser(false, "tree", "Permission denied: " + At("his/tree"));
+  ExpectAsUser(/*expected=*/false, "tree", "Permission denied: " + At("his/tree"));
   EXPECT_EQ("x", test::GetFile(At("his/tree/locked/file")));
 }
 
@@ -210,7 +210,7 @@ TEST_F(RemoveItemAsUserTest, RemovesAReadOnlyFile) {
   MakeHis("tree", 0755);
   test::PutFile(At("his/tree/file"), "x");
   test::SetMode(At("his/tree/file"), 0);
-  ExpectAsUser(true, "tree", "");
+  ExpectAsUser(/*expected=*/true, "tree", "");
 }
 
 }  // namespace

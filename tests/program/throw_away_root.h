@@ -70,9 +70,11 @@ class ThrowAwayRoot {
 
 // A test of the program on one machine. Skipped where no root folder can be changed.
 class ProgramTest : public testing::Test {
+ public:
+  ThrowAwayRoot root;
+
  protected:
   void SetUp() override;
-  ThrowAwayRoot root;
 };
 
 // For tests with several real users, and for tests that mount.
