@@ -13,9 +13,10 @@ struct FolderAttributes {
   std::optional<uid_t> owner;
   std::optional<gid_t> group;
   std::optional<mode_t> mode;  // exactly, not less the umask
-  // Owner and group count only where the folder in which the creation begins has both of them
-  // itself: for a caller who read them there and does not want to hand out a folder in one that
-  // has been put in its place since. POSIX half; the macOS half leaves that to NSFileManager.
+  // Owner and group count only as long as the creation goes on below folders that have both of
+  // them, from the one in which it begins: for a caller who read them there and does not want to
+  // hand out a folder in one that has been put in its place since. POSIX half; the macOS half
+  // leaves that to NSFileManager.
   bool onlyBelowSameOwner = false;
 };
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/item_handle.h"
+#include "platform/system_calls.h"
 
 namespace platform {
 
@@ -154,7 +155,7 @@ int MakeFolder(const std::string& path, mode_t mode) {
   LocatedItem item;
   const int error = LocateItem(path, LastLink::kLeave, &item);
   if (error != 0) return error;
-  return ::mkdirat(item.folder.Get(), item.name.c_str(), mode) == 0 ? 0 : errno;
+  return Calls().mkdirat(item.folder.Get(), item.name.c_str(), mode) == 0 ? 0 : errno;
 }
 
 }  // namespace platform

@@ -12,8 +12,8 @@ namespace platform {
 namespace {
 
 // In the order of the table and without its names: <libgen.h> makes a macro of `basename`.
-constexpr SystemCalls kSystem = {::write,    ::fsync,    ::close,  ::fchmod,   ::fchown,
-                                 ::renameat, ::unlinkat, ::remove, ::basename, ::dirname};
+constexpr SystemCalls kSystem = {::write,   ::fsync,    ::close,  ::fchmod,   ::fchown, ::renameat,
+                                 ::mkdirat, ::unlinkat, ::remove, ::basename, ::dirname};
 
 const SystemCalls* currentCalls = &kSystem;
 

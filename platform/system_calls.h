@@ -17,6 +17,7 @@ struct SystemCalls {
   int (*fchmod)(int fd, mode_t mode);
   int (*fchown)(int fd, uid_t owner, gid_t group);
   int (*renameat)(int oldFolder, const char* oldName, int newFolder, const char* newName);
+  int (*mkdirat)(int folder, const char* name, mode_t mode);
   int (*unlinkat)(int folder, const char* name, int flags);
   int (*remove)(const char* path);
   char* (*basename)(char* path);

@@ -3,7 +3,9 @@
 #include <cerrno>
 #include <cstdint>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <utility>
 
 #include "platform/item_handle.h"
@@ -11,12 +13,13 @@
 
 namespace platform {
 
-int FolderDescent::Identify(int fd, Identity* identity) {
+int FolderDescent::Identify(int fd, Identity* identity) const {
   struct stat status = {};
   if (::fstat(fd, &status) != 0) return errno;
   *identity = {.device = status.st_dev, .inode = status.st_ino};
   struct statx birth = {};
-  if (::statx(fd, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_BTIME, &birth) == 0 &&
+  if (hasBirthTimes_ &&
+      ::statx(fd, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_BTIME, &birth) == 0 &&
       (birth.stx_mask & STATX_BTIME) != 0) {
     identity->birthSeconds = birth.stx_btime.tv_sec;
     identity->birthNanoseconds = birth.stx_btime.tv_nsec;
@@ -25,6 +28,9 @@ int FolderDescent::Identify(int fd, Identity* identity) {
 }
 
 int FolderDescent::Begin(UniqueFd folder) {
+  struct statfs fileSystem = {};
+  hasBirthTimes_ =
+      ::fstatfs(folder.Get(), &fileSystem) == 0 && fileSystem.f_type != OVERLAYFS_SUPER_MAGIC;
   Identity identity;
   int error = Identify(folder.Get(), &identity);
   if (error != 0) return error;

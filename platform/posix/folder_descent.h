@@ -49,10 +49,12 @@ class FolderDescent {
     std::uint32_t birthNanoseconds = 0;
     bool operator==(const Identity&) const = default;
   };
-  [[nodiscard]] static int Identify(int fd, Identity* identity);
+  [[nodiscard]] int Identify(int fd, Identity* identity) const;
 
   UniqueFd folder_;
   std::uint64_t mountId_ = 0;
+  // Not on an overlay: there a folder is born again when the first change below it copies it up.
+  bool hasBirthTimes_ = false;
   std::vector<Identity> way_;  // every folder from the first to the current one
 };
 

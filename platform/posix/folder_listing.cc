@@ -40,10 +40,12 @@ int ReadEntries(DirectoryStream* stream, std::vector<Entry>* entries) {
 }  // namespace
 
 bool ListFolder(const std::string& path, std::vector<std::string>* names) {
-  UniqueFd folder;
+  // By its name in the folder that holds it: listing takes no right to search it.
+  LocatedItem item;
   DirectoryStream stream;
   std::vector<Entry> entries;
-  if (OpenFolder(path, &folder) != 0 || stream.Open(folder.Get(), ".") != 0 ||
+  if (LocateItem(path, LastLink::kFollow, &item) != 0 ||
+      stream.Open(item.folder.Get(), item.name.c_str()) != 0 ||
       ReadEntries(&stream, &entries) != 0) {
     return false;
   }

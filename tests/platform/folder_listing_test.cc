@@ -121,6 +121,16 @@ TEST_F(ListFolderTest, NeedsTheRightToRead) {
   });
 }
 
+TEST_F(ListFolderTest, NeedsNoRightToSearch) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  test::PutFile(At("a/file"), "x");
+  test::SetMode(At("a"), 0744);
+  test::RunInChild([&] {
+    ASSERT_EQ(0, ::seteuid(kUser));
+    EXPECT_EQ(Names{"file"}, List(At("a")));
+  });
+}
+
 using WalkFolderTest = FolderListingTest;
 
 TEST_F(WalkFolderTest, VisitsEverythingBelow) {

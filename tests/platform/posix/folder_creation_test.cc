@@ -1,6 +1,8 @@
 #include "platform/folder_creation.h"
 
 #include <cerrno>
+#include <cstdio>
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
@@ -130,8 +132,94 @@ TEST(CreateFolder, GoesOnBehindALinkThatAnotherProcessMadeMeanwhile) {
   EXPECT_EQ(test::GetMode(dir.Join("elsewhere/c")), 0775U);
 }
 
-// The other guard, against an exchange between the making of a folder and its opening, stands
-// between two system calls in a row: there is no place for a test.
+// What another process does around the making of the folder "b".
+struct Neighbour {
+  inline static std::function<void()> before;
+  inline static std::function<void()> after;
+};
+
+int MakeAmongNeighbours(int folder, const char* name, mode_t mode) {
+  const bool isMeant = name == "b"s;
+  if (isMeant && Neighbour::before) Neighbour::before();
+  const int result = mkdirat(folder, name, mode);
+  const int error = errno;
+  if (isMeant && Neighbour::after) Neighbour::after();
+  errno = error;
+  return result;
+}
+
+// Root makes "his/b/c" below a folder of the user 501, whose the new folders are to become, while
+// the neighbour is at work.
+class CreateFolderAmongNeighboursTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+    test::MakeDirs(At("his"));
+    test::SetOwner(At("his"), 501, 20);
+    attributes_.owner = 501;
+    attributes_.group = 20;
+    attributes_.mode = 0775;
+    attributes_.onlyBelowSameOwner = true;
+    calls_->mkdirat = MakeAmongNeighbours;
+  }
+  void TearDown() override {
+    Neighbour::before = nullptr;
+    Neighbour::after = nullptr;
+  }
+
+  [[nodiscard]] std::string At(const std::string& relative) const { return dir_.Join(relative); }
+
+  ScopedSystemCalls calls_;
+  FolderAttributes attributes_;
+  test::ScopedTempDir dir_;
+};
+
+TEST_F(CreateFolderAmongNeighboursTest, HandsOutWhatItMadeAlone) {
+  EXPECT_TRUE(CreateFolder(At("his/b/c"), &attributes_, nullptr));
+  EXPECT_EQ(test::GetOwner(At("his/b")), 501U);
+  EXPECT_EQ(test::GetOwner(At("his/b/c")), 501U);
+}
+
+TEST_F(CreateFolderAmongNeighboursTest, SucceedsWhereAnotherProcessFillsTheNewFolder) {
+  Neighbour::after = [this] { test::MakeDirs(At("his/b/c")); };
+  EXPECT_TRUE(CreateFolder(At("his/b/c"), &attributes_, nullptr));
+  EXPECT_EQ(test::GetOwner(At("his/b/c")), 0U);
+}
+
+TEST_F(CreateFolderAmongNeighboursTest, HandsNothingOutInAFolderThatSomebodyElseMade) {
+  Neighbour::before = [this] {
+    test::MakeDirs(At("his/b"));
+    test::SetOwner(At("his/b"), 502, 20);
+  };
+  EXPECT_TRUE(CreateFolder(At("his/b/c"), &attributes_, nullptr));
+  EXPECT_EQ(test::GetOwner(At("his/b")), 502U);
+  EXPECT_EQ(test::GetOwner(At("his/b/c")), 0U);
+  EXPECT_EQ(test::GetMode(At("his/b/c")), 0775U);
+}
+
+TEST_F(CreateFolderAmongNeighboursTest, HandsNothingOutBehindALinkThatTookItsPlace) {
+  test::MakeDirs(At("elsewhere"));
+  test::SetOwner(At("elsewhere"), 502, 20);
+  Neighbour::after = [this] {
+    EXPECT_EQ(rename(At("his/b").c_str(), At("moved").c_str()), 0);
+    test::MakeLink(At("his/b"), At("elsewhere"));
+    test::SetOwner(At("his/b"), 502, 20);
+  };
+  EXPECT_TRUE(CreateFolder(At("his/b/c"), &attributes_, nullptr));
+  EXPECT_EQ(test::GetOwner(At("elsewhere/c")), 0U);
+}
+
+TEST_F(CreateFolderAmongNeighboursTest, ChangesAndHandsOutNothingOfAFolderThatTookItsPlace) {
+  test::PutFile(At("roots/file"), "x");
+  Neighbour::after = [this] {
+    EXPECT_EQ(rename(At("his/b").c_str(), At("moved").c_str()), 0);
+    EXPECT_EQ(rename(At("roots").c_str(), At("his/b").c_str()), 0);
+  };
+  EXPECT_TRUE(CreateFolder(At("his/b/c"), &attributes_, nullptr));
+  EXPECT_EQ(test::GetOwner(At("his/b")), 0U);
+  EXPECT_EQ(test::GetMode(At("his/b")), 0755U);
+  EXPECT_EQ(test::GetOwner(At("his/b/c")), 0U);
+}
 
 TEST(CreateFolder, SaysWhatIsInTheWay) {
   const test::ScopedTempDir dir;

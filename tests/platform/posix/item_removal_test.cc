@@ -143,6 +143,27 @@ TEST_F(PosixRemoveItemTest, RemovesAWideTree) {
   ExpectSuccess(At("tree"));
 }
 
+TEST_F(PosixRemoveItemTest, RemovesATreeOfALowerLayer) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  if (test::GetFile("/proc/filesystems").value_or("").find("overlay\n") == std::string::npos) {
+    GTEST_SKIP() << "no overlay file system here";
+  }
+  test::MakeDirs(At("layers"));
+  test::MakeDirs(At("all"));
+  test::RunInRoot(dir_.Path(), [&] { ExpectSuccess("/all/app/tree"); },
+                  {.mountProc = false, .beforeChangeRoot = [&] {
+                     ASSERT_EQ(0, ::mount("none", At("layers").c_str(), "tmpfs", 0, nullptr));
+                     test::PutFile(At("layers/lower/app/tree/sub/deep/file"), "x");
+                     test::MakeDirs(At("layers/upper"));
+                     test::MakeDirs(At("layers/work"));
+                     const std::string options = "lowerdir=" + At("layers/lower") +
+                                                 ",upperdir=" + At("layers/upper") +
+                                                 ",workdir=" + At("layers/work");
+                     ASSERT_EQ(0,
+                               ::mount("none", At("all").c_str(), "overlay", 0, options.c_str()));
+                   }});
+}
+
 TEST_F(PosixRemoveItemTest, NeverEntersAMountInTheTree) {
   if (const std::string why = test::WhyNoMounts(); !why.empty()) GTEST_SKIP() << why;
   test::PutFile(At("canary/file"), "x");
