@@ -6,7 +6,7 @@
 namespace fileutils {
 
 // Removes the item if it is a symbolic link, dangling or not, in the folder where it was found and
-// not by its path, which may lead elsewhere by now. True where no link is left there.
+// not by its path, which may lead elsewhere by now. False where the link could not be removed.
 [[nodiscard]] bool RemoveLink(const platform::LocatedItem& item);
 
 }  // namespace fileutils

@@ -14,9 +14,9 @@ struct FolderAttributes {
   std::optional<gid_t> group;
   std::optional<mode_t> mode;  // exactly, not less the umask
   // Owner and group count only as long as the creation goes on below folders that have both of
-  // them, from the one in which it begins: for a caller who read them there and does not want to
-  // hand out a folder in one that has been put in its place since. POSIX half; the macOS half
-  // leaves that to NSFileManager.
+  // them or were made by it, from the one in which it begins: for a caller who read them there and
+  // does not want to hand out a folder in one that has been put in its place since. POSIX half; the
+  // macOS half leaves that to NSFileManager.
   bool onlyBelowSameOwner = false;
 };
 

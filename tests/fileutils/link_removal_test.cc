@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <string>
+#include <unistd.h>
 
 #include "platform/path_walk.h"
 #include "platform/system_calls_for_testing.h"
@@ -54,6 +55,17 @@ TEST(RemoveLink, StaysInTheFolderWhereTheItemWasFound) {
   EXPECT_TRUE(fileutils::RemoveLink(item));
   EXPECT_FALSE(test::IsThere(folder.Join("moved/link")));
   EXPECT_TRUE(test::IsThere(folder.Join("other/link")));
+}
+
+TEST(RemoveLink, SucceedsWhereAnotherRemovesTheLinkMeanwhile) {
+  const test::ScopedTempDir folder;
+  test::MakeLink(folder.Join("link"), "nowhere");
+  platform::ScopedSystemCalls calls;
+  calls->unlinkat = [](int parent, const char* name, int flags) {
+    EXPECT_EQ(::unlinkat(parent, name, flags), 0);
+    return ::unlinkat(parent, name, flags);
+  };
+  EXPECT_TRUE(fileutils::RemoveLink(Locate(folder.Join("link"))));
 }
 
 TEST(RemoveLink, FailsWhereTheLinkWillNotGo) {

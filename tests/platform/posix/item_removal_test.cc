@@ -145,6 +145,7 @@ TEST_F(PosixRemoveItemTest, RemovesAWideTree) {
 
 TEST_F(PosixRemoveItemTest, RemovesATreeOfALowerLayer) {
   if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  if (const std::string why = test::WhyNoMounts(); !why.empty()) GTEST_SKIP() << why;
   if (test::GetFile("/proc/filesystems").value_or("").find("overlay\n") == std::string::npos) {
     GTEST_SKIP() << "no overlay file system here";
   }
