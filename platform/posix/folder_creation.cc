@@ -95,8 +95,9 @@ int MakeAndEnter(const std::string& name, const std::string& path,
     return errno;
   }
   if (!next) {
-    next.Reset(
-        ::openat(folder->Get(), name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    next.Reset(RepeatInterrupted([&] {
+      return ::openat(folder->Get(), name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    }));
     // Maybe a link to a folder.
     if (!next && OpenFolder(path, &next) != 0) return EEXIST;
     if (*attributes) KeepToOwner(next.Get(), &**attributes);
