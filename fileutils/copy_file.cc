@@ -15,8 +15,8 @@
 #include "fileutils/link_removal.h"
 #include "platform/checked_file.h"
 #include "platform/path_walk.h"
-#include "platform/system_calls.h"
 #include "platform/unique_fd.h"
+#include "platform/write_all.h"
 
 namespace fileutils {
 
@@ -38,17 +38,6 @@ ssize_t ReadAt(int fd, char* bytes, std::size_t count, off_t position) {
     result = ::pread(fd, bytes, count, position);
   } while (result < 0 && errno == EINTR);
   return result;
-}
-
-bool WriteAll(int fd, const char* bytes, std::size_t count) {
-  while (count > 0) {
-    const ssize_t written = platform::Calls().write(fd, bytes, count);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes += written;
-    count -= static_cast<std::size_t>(written);
-  }
-  return true;
 }
 
 // A stretch of a file that is no hole.
@@ -78,7 +67,7 @@ bool CopyExtent(int source, int destination, const Extent& data) {
     const ssize_t got = ReadAt(source, block.data(), wanted, position);
     if (got <= 0) return false;
     const auto count = static_cast<std::size_t>(got);
-    if (!WriteAll(destination, block.data(), count) || count < wanted) return false;
+    if (platform::WriteAll(destination, {block.data(), count}) != 0 || count < wanted) return false;
     position += got;
   }
   return true;

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "platform/interrupted_call.h"
+#include "platform/system_calls.h"
 
 namespace platform {
 
@@ -19,34 +20,38 @@ constexpr int kFlags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 constexpr int kMaxAttempts = 3;
 constexpr mode_t kNewFileMode = 0666;
 
-int CheckKind(mode_t mode) {
+enum class Devices { kRefuse, kAllowCharacter };
+
+int CheckKind(mode_t mode, Devices devices) {
   if (S_ISREG(mode)) return 0;
+  if (S_ISCHR(mode) && devices == Devices::kAllowCharacter) return 0;
   return S_ISLNK(mode) ? ELOOP : EINVAL;
 }
 
 // Opens a file that is there, looked at before (opening a device can have effects of its own) and
 // again through the descriptor, which is what counts.
-int OpenExisting(const LocatedItem& item, int access, HardLinks hardLinks, UniqueFd* fd) {
+int OpenExisting(const LocatedItem& item, int access, HardLinks hardLinks, Devices devices,
+                 UniqueFd* fd) {
   struct stat status = {};
   if (::fstatat(item.folder.Get(), item.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
     return errno;
   }
-  int error = CheckKind(status.st_mode);
+  int error = CheckKind(status.st_mode, devices);
   if (error != 0) return error;
 
   UniqueFd opened(RepeatInterrupted(
       [&] { return ::openat(item.folder.Get(), item.name.c_str(), access | kFlags); }));
-  if (!opened || ::fstat(opened.Get(), &status) != 0) return errno;
-  error = CheckKind(status.st_mode);
+  if (!opened || Calls().fstat(opened.Get(), &status) != 0) return errno;
+  error = CheckKind(status.st_mode, devices);
   if (error != 0) return error;
   if (hardLinks == HardLinks::kRefuse && status.st_nlink > 1) return EMLINK;
   *fd = std::move(opened);
   return 0;
 }
 
-int CreateNew(const LocatedItem& item, UniqueFd* fd) {
+int CreateNew(const LocatedItem& item, int access, UniqueFd* fd) {
   UniqueFd opened(RepeatInterrupted([&] {
-    return ::openat(item.folder.Get(), item.name.c_str(), O_WRONLY | O_CREAT | O_EXCL | kFlags,
+    return ::openat(item.folder.Get(), item.name.c_str(), access | O_CREAT | O_EXCL | kFlags,
                     kNewFileMode);
   }));
   if (!opened) return errno;
@@ -54,31 +59,75 @@ int CreateNew(const LocatedItem& item, UniqueFd* fd) {
   return 0;
 }
 
+// Whether the opened file is what is here, with no other name. ENOENT where it is not.
+int CheckOnlyName(const LocatedItem& item, const UniqueFd& opened) {
+  struct stat status = {};
+  struct stat here = {};
+  if (::fstat(opened.Get(), &status) != 0 ||
+      ::fstatat(item.folder.Get(), item.name.c_str(), &here, AT_SYMLINK_NOFOLLOW) != 0) {
+    return errno;
+  }
+  if (here.st_dev != status.st_dev || here.st_ino != status.st_ino) return ENOENT;
+  return here.st_nlink > 1 ? EMLINK : 0;
+}
+
+// A file may come or go between the two looks; whoever makes that happen again and again is not
+// waited for.
+int OpenOrCreate(const LocatedItem& item, int access, HardLinks hardLinks, Devices devices,
+                 UniqueFd* fd, bool* isNew) {
+  if (item.mustBeFolder) return EISDIR;
+  for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+    UniqueFd opened;
+    int error = OpenExisting(item, access, hardLinks, devices, &opened);
+    if (error != 0 && error != ENOENT) return error;
+    const bool isOpen = error == 0;
+    if (!isOpen || hardLinks == HardLinks::kRefuse) {
+      // Also beside an opened file of one name. Somebody else's file, opened by a second name that
+      // was taken from it before the names were counted, has one name too, so the file must be what
+      // is here. A rename over that name lowers the count before the name goes: the making waits
+      // until the rename is over, looking does not.
+      error = CreateNew(item, access, fd);
+      if (error == 0) *isNew = true;
+      if (error == 0 || (!isOpen && error != EEXIST)) return error;
+    }
+    if (!isOpen) continue;
+    if (hardLinks == HardLinks::kRefuse) {
+      error = CheckOnlyName(item, opened);
+      if (error == ENOENT) continue;
+      if (error != 0) return error;
+    }
+    *fd = std::move(opened);
+    *isNew = false;
+    return 0;
+  }
+  return EEXIST;
+}
+
 }  // namespace
 
 int OpenFileForReading(const std::string& path, UniqueFd* fd) {
-  LocatedItem item;
-  const int error = LocateItem(path, LastLink::kFollow, &item);
-  if (error != 0) return error;
-  return OpenFileForReading(item, fd);
+  return OpenExistingFile(path, O_RDONLY, fd);
 }
 
 int OpenFileForReading(const LocatedItem& item, UniqueFd* fd) {
-  return OpenExisting(item, O_RDONLY, HardLinks::kAllow, fd);
+  return OpenExisting(item, O_RDONLY, HardLinks::kAllow, Devices::kRefuse, fd);
+}
+
+int OpenExistingFile(const std::string& path, int access, UniqueFd* fd) {
+  LocatedItem item;
+  const int error = LocateItem(path, LastLink::kFollow, &item);
+  if (error != 0) return error;
+  return OpenExisting(item, access, HardLinks::kAllow, Devices::kRefuse, fd);
 }
 
 int OpenFileForWriting(const LocatedItem& item, HardLinks hardLinks, UniqueFd* fd) {
-  if (item.mustBeFolder) return EISDIR;
-  // A file may come or go between the two looks; whoever makes that happen again and again is not
-  // waited for.
-  int error = 0;
-  for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
-    error = OpenExisting(item, O_WRONLY, hardLinks, fd);
-    if (error != ENOENT) return error;
-    error = CreateNew(item, fd);
-    if (error != EEXIST) return error;
-  }
-  return error;
+  bool isNew = false;
+  return OpenOrCreate(item, O_WRONLY, hardLinks, Devices::kRefuse, fd, &isNew);
+}
+
+int OpenFileForAppending(const LocatedItem& item, UniqueFd* fd, bool* isNew) {
+  return OpenOrCreate(item, O_WRONLY | O_APPEND, HardLinks::kRefuse, Devices::kAllowCharacter, fd,
+                      isNew);
 }
 
 int ReadWholeFile(const std::string& path, std::size_t maxBytes, std::string* content) {

@@ -1,6 +1,7 @@
 #ifndef PLATFORM_HOST_H_
 #define PLATFORM_HOST_H_
 
+#include "platform/clock.h"
 #include "platform/console_user.h"
 #include "platform/desktop.h"
 #include "platform/directory_lookup.h"
@@ -15,6 +16,7 @@ struct Host {
   ConsoleUserSource* console;
   DirectoryLookup* directories;
   ProcessIdentity* identity;
+  Clock* clock;
   HostInfo* info;
   Desktop* desktop;
 };

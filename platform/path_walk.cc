@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/interrupted_call.h"
 #include "platform/item_handle.h"
 #include "platform/system_calls.h"
 
@@ -148,6 +149,19 @@ int OpenFolder(const std::string& path, UniqueFd* folder) {
   const int error = LocateItem(path + "/.", LastLink::kLeave, &item);
   if (error != 0) return error;
   *folder = std::move(item.folder);
+  return 0;
+}
+
+int OpenFolderItself(const std::string& path, UniqueFd* folder) {
+  LocatedItem item;
+  const int error = LocateItem(path, LastLink::kLeave, &item);
+  if (error != 0) return error;
+  UniqueFd opened(RepeatInterrupted([&] {
+    return ::openat(item.folder.Get(), item.name.c_str(),
+                    O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  }));
+  if (!opened) return errno;
+  *folder = std::move(opened);
   return 0;
 }
 

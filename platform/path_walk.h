@@ -59,6 +59,13 @@ struct LocatedItem {
 // folder); `folder` is unchanged on failure.
 [[nodiscard]] int OpenFolder(const std::string& path, UniqueFd* folder);
 
+// Opens the real folder at `path`, a link in the last place refused (ELOOP or
+// ENOTDIR), with a descriptor that `fchown`, `fchmod` and `fsync` take as well.
+// Links among the ancestors under the owner rule. Returns 0 or the error number
+// (EACCES also where the folder may not be read); `folder` is unchanged on
+// failure.
+[[nodiscard]] int OpenFolderItself(const std::string& path, UniqueFd* folder);
+
 // `mkdir` under the owner rule: makes one folder, mode less umask. Returns 0
 // or the error number (EEXIST: any item is there, a dangling link included).
 [[nodiscard]] int MakeFolder(const std::string& path, mode_t mode);

@@ -11,9 +11,16 @@ namespace platform {
 
 namespace {
 
+// Its last argument is variadic.
+int Semctl(int set, int semaphore, int command, SemaphoreArgument argument) {
+  return ::semctl(set, semaphore, command, argument);
+}
+
 // In the order of the table and without its names: <libgen.h> makes a macro of `basename`.
-constexpr SystemCalls kSystem = {::write,   ::fsync,    ::close,  ::fchmod,   ::fchown, ::renameat,
-                                 ::mkdirat, ::unlinkat, ::remove, ::basename, ::dirname};
+constexpr SystemCalls kSystem = {::write,  ::fsync,    ::fstat,     ::close,   ::ftruncate,
+                                 ::fchmod, ::fchown,   ::renameat,  ::mkdirat, ::unlinkat,
+                                 ::remove, ::uname,    ::nanosleep, ::semget,  ::semop,
+                                 Semctl,   ::basename, ::dirname};
 
 const SystemCalls* currentCalls = &kSystem;
 

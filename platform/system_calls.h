@@ -2,9 +2,22 @@
 #define PLATFORM_SYSTEM_CALLS_H_
 
 #include <cstddef>
+#include <ctime>
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/utsname.h>
 
 namespace platform {
+
+// The last argument of `semctl`: semctl(2) of Linux has programs define this union, macOS defines
+// it with another name and the same members.
+union SemaphoreArgument {
+  int val;
+  struct semid_ds* buf;
+  unsigned short* array;
+};
 
 // The system calls whose failure no test can arrange on a real file system,
 // or that a test must be able to record instead of having them happen. Each
@@ -13,13 +26,20 @@ namespace platform {
 struct SystemCalls {
   ssize_t (*write)(int fd, const void* bytes, std::size_t count);
   int (*fsync)(int fd);
+  int (*fstat)(int fd, struct stat* status);
   int (*close)(int fd);
+  int (*ftruncate)(int fd, off_t length);
   int (*fchmod)(int fd, mode_t mode);
   int (*fchown)(int fd, uid_t owner, gid_t group);
   int (*renameat)(int oldFolder, const char* oldName, int newFolder, const char* newName);
   int (*mkdirat)(int folder, const char* name, mode_t mode);
   int (*unlinkat)(int folder, const char* name, int flags);
   int (*remove)(const char* path);
+  int (*uname)(struct utsname* names);
+  int (*nanosleep)(const struct timespec* time, struct timespec* rest);
+  int (*semget)(key_t key, int count, int flags);
+  int (*semop)(int set, struct sembuf* operations, std::size_t count);
+  int (*semctl)(int set, int semaphore, int command, SemaphoreArgument argument);
   char* (*basename)(char* path);
   char* (*dirname)(char* path);
 };

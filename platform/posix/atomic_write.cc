@@ -21,6 +21,7 @@
 #include "platform/posix/directory_stream.h"
 #include "platform/system_calls.h"
 #include "platform/unique_fd.h"
+#include "platform/write_all.h"
 
 // A writer holds a lock (flock) on its temporary file from its making until it is the target or
 // gone. The lock dies with the process, so a temporary file that can be locked is a dead process's,
@@ -104,7 +105,7 @@ class TemporaryFile {
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
   [[nodiscard]] int Create(mode_t mode);
-  [[nodiscard]] int Write(std::string_view content);
+  [[nodiscard]] int Write(std::string_view content) { return WriteAll(file_.Get(), content); }
   // `mode`: no value for the one that it was created with.
   [[nodiscard]] int Finish(std::optional<mode_t> mode);
   [[nodiscard]] int MoveTo(const std::string& target);
@@ -146,17 +147,6 @@ int TemporaryFile::TryToCreate(mode_t mode) {
   if (status.st_nlink == 0) return EAGAIN;
   lock_.Reset(::fcntl(file_.Get(), F_DUPFD_CLOEXEC, 0));
   return lock_ ? 0 : errno;
-}
-
-int TemporaryFile::Write(std::string_view content) {
-  while (!content.empty()) {
-    const ssize_t count = RepeatInterrupted(
-        [&] { return Calls().write(file_.Get(), content.data(), content.size()); });
-    if (count < 0) return errno;
-    if (count == 0) return EIO;
-    content.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return 0;
 }
 
 int TemporaryFile::Finish(std::optional<mode_t> mode) {

@@ -8,6 +8,7 @@ const Host& DefaultHost() {
       .console = &PosixConsoleUserSource(),
       .directories = &PosixDirectoryLookup(),
       .identity = &PosixProcessIdentity(),
+      .clock = &SystemClock(),
       .info = &PosixHostInfo(),
       .desktop = &PosixDesktop(),
   };

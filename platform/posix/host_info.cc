@@ -15,10 +15,12 @@
 #include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 #include "platform/checked_file.h"
 #include "platform/path_text.h"
 #include "platform/posix/host_parts.h"
+#include "platform/system_calls.h"
 
 namespace platform {
 namespace {
@@ -65,7 +67,7 @@ std::optional<OperatingSystemVersion> ReadDistributionVersion() {
 
 std::optional<OperatingSystemVersion> ReadKernelVersion() {
   utsname names{};
-  if (uname(&names) != 0) return std::nullopt;
+  if (Calls().uname(&names) != 0) return std::nullopt;
   return ParseVersion(names.release);
 }
 
@@ -90,6 +92,13 @@ std::optional<std::string> ResolveStartedPath() {
   return path.get();
 }
 
+LocaleVariables ReadLocaleVariables() {
+  return {.language = std::getenv("LANGUAGE"),
+          .lcAll = std::getenv("LC_ALL"),
+          .lcMessages = std::getenv("LC_MESSAGES"),
+          .lang = std::getenv("LANG")};
+}
+
 std::string Parent(std::string_view path) { return DeletingLastPathComponent(path).value_or(""); }
 
 class PosixInfo final : public HostInfo {
@@ -100,6 +109,16 @@ class PosixInfo final : public HostInfo {
     if (!found) return false;
     *version = *found;
     return true;
+  }
+
+  bool HasMacOSVersionNumbers() override { return false; }
+
+  std::vector<std::string> PreferredLanguages() override {
+    return LanguagesOf(ReadLocaleVariables());
+  }
+
+  std::string CurrentLocaleIdentifier() override {
+    return LocaleIdentifierOf(ReadLocaleVariables());
   }
 
   bool GetExecutablePath(std::string* path) override {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/host.h"
 
@@ -26,6 +27,18 @@ namespace platform {
 // The value of VERSION_ID in the text of an os-release file (os-release(5)),
 // quotes undone. No value without such a line.
 [[nodiscard]] std::optional<std::string> FindVersionId(std::string_view osRelease);
+
+// The environment's variables about languages; null where one is not set.
+struct LocaleVariables {
+  const char* language = nullptr;    // LANGUAGE
+  const char* lcAll = nullptr;       // LC_ALL
+  const char* lcMessages = nullptr;  // LC_MESSAGES
+  const char* lang = nullptr;        // LANG
+};
+
+// The answers of `HostInfo::PreferredLanguages` and `HostInfo::CurrentLocaleIdentifier`.
+[[nodiscard]] std::vector<std::string> LanguagesOf(const LocaleVariables& variables);
+[[nodiscard]] std::string LocaleIdentifierOf(const LocaleVariables& variables);
 
 // The bundle folder of an executable, as `HostInfo::GetBundlePath` says.
 [[nodiscard]] std::string BundleOfExecutable(std::string_view executablePath);

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "platform/system_calls_for_testing.h"
-#include "tests/fileutils/mount_memory.h"
 #include "tests/fileutils/scoped_log_hooks.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/files.h"
+#include "tests/support/mount_memory.h"
 #include "tests/support/recording_logger.h"
 #include "tests/support/run_in_root.h"
 #include "tests/support/scoped_temp_dir.h"

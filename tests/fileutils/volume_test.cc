@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "tests/fileutils/mount_memory.h"
 #include "tests/support/files.h"
+#include "tests/support/mount_memory.h"
 #include "tests/support/run_in_root.h"
 #include "tests/support/scoped_temp_dir.h"
 

@@ -1,9 +1,6 @@
 #include "log/api/abstract_logger.h"
 
 #include <cstdarg>
-#include <cstddef>
-#include <cstdint>
-#include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
@@ -11,10 +8,12 @@
 #include <vector>
 
 #include "tests/support/recording_logger.h"
+#include "tests/support/virtual_slot.h"
 
 namespace {
 
 using dunmar::AbstractLogger;
+using test::VirtualSlot;
 
 // Nobody deletes through this type, and a destructor has no place in the table.
 static_assert(!std::has_virtual_destructor_v<AbstractLogger>);
@@ -23,31 +22,21 @@ static_assert(std::is_abstract_v<AbstractLogger>);
 // The table's address and nothing else.
 static_assert(sizeof(AbstractLogger) == sizeof(void*));
 
-// The place of an operation in the virtual table. In the Itanium C++ ABI the first word of the
-// pointer to a virtual member is the offset of its entry, plus 1 on most processors.
-template <typename Operation>
-std::size_t Slot(Operation operation) {
-  std::uintptr_t words[2];
-  static_assert(sizeof operation == sizeof words);
-  std::memcpy(words, &operation, sizeof words);
-  return words[0] / sizeof(void*);
-}
-
 TEST(AbstractLogger, HasItsOperationsInAFixedOrderInTheVirtualTable) {
-  EXPECT_EQ(Slot(&AbstractLogger::Trace), 0u);
-  EXPECT_EQ(Slot(&AbstractLogger::Debug), 1u);
-  EXPECT_EQ(Slot(&AbstractLogger::Info), 2u);
-  EXPECT_EQ(Slot(&AbstractLogger::Warn), 3u);
-  EXPECT_EQ(Slot(&AbstractLogger::Error), 4u);
-  EXPECT_EQ(Slot(&AbstractLogger::Fatal), 5u);
-  EXPECT_EQ(Slot(&AbstractLogger::Log), 6u);
-  EXPECT_EQ(Slot(&AbstractLogger::LogV), 7u);
-  EXPECT_EQ(Slot(&AbstractLogger::TraceWith), 8u);
-  EXPECT_EQ(Slot(&AbstractLogger::DebugWith), 9u);
-  EXPECT_EQ(Slot(&AbstractLogger::InfoWith), 10u);
-  EXPECT_EQ(Slot(&AbstractLogger::WarnWith), 11u);
-  EXPECT_EQ(Slot(&AbstractLogger::ErrorWith), 12u);
-  EXPECT_EQ(Slot(&AbstractLogger::FatalWith), 13u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::Trace), 0u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::Debug), 1u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::Info), 2u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::Warn), 3u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::Error), 4u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::Fatal), 5u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::Log), 6u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::LogV), 7u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::TraceWith), 8u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::DebugWith), 9u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::InfoWith), 10u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::WarnWith), 11u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::ErrorWith), 12u);
+  EXPECT_EQ(VirtualSlot(&AbstractLogger::FatalWith), 13u);
 }
 
 void CallLogV(AbstractLogger* logger, const char* format, ...) DUNMAR_PRINTF_FORMAT(2, 3);

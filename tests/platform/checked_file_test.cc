@@ -4,7 +4,10 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/socket.h>
@@ -12,7 +15,9 @@
 #include <sys/un.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
+#include "platform/system_calls_for_testing.h"
 #include "tests/support/files.h"
 #include "tests/support/run_in_root.h"
 #include "tests/support/scoped_temp_dir.h"
@@ -32,11 +37,41 @@ bool IsOn(const UniqueFd& fd, const std::string& path) {
 
 int AccessOf(const UniqueFd& fd) { return ::fcntl(fd.Get(), F_GETFL) & O_ACCMODE; }
 
+// Lets somebody act around the first look at a descriptor in a scope. One at a time.
+class AroundLook {
+ public:
+  AroundLook(std::function<void()> before, std::function<void()> after) {
+    Acts() = {.before = std::move(before), .after = std::move(after)};
+    calls_->fstat = [](int fd, struct stat* status) {
+      const Both now = std::exchange(Acts(), {});
+      if (now.before) now.before();
+      const int result = ::fstat(fd, status);
+      if (now.after) now.after();
+      return result;
+    };
+  }
+  ~AroundLook() { Acts() = {}; }
+  AroundLook(const AroundLook&) = delete;
+  AroundLook& operator=(const AroundLook&) = delete;
+
+ private:
+  struct Both {
+    std::function<void()> before = nullptr;
+    std::function<void()> after = nullptr;
+  };
+  static Both& Acts() {
+    static Both acts;
+    return acts;
+  }
+
+  ScopedSystemCalls calls_;
+};
+
 class CheckedFileTest : public testing::Test {
  protected:
   [[nodiscard]] std::string At(const std::string& relative) const { return dir_.Join(relative); }
 
-  // "fifo", "socket", "folder", and "device" where that can be made.
+  // "fifo", "socket", "folder", and "device" and "block" where those can be made.
   void MakeOtherKinds() {
     test::MakeFifo(At("fifo"));
     test::MakeDirs(At("folder"));
@@ -48,7 +83,10 @@ class CheckedFileTest : public testing::Test {
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the interface of bind
     ASSERT_EQ(0,
               ::bind(listener.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address));
-    if (::geteuid() == 0) (void)::mknod(At("device").c_str(), S_IFCHR | 0666, 0);
+    if (::geteuid() == 0) {
+      (void)::mknod(At("device").c_str(), S_IFCHR | 0666, 0);
+      (void)::mknod(At("block").c_str(), S_IFBLK | 0666, 0);
+    }
   }
 
   // Locates and opens.
@@ -57,6 +95,90 @@ class CheckedFileTest : public testing::Test {
     LocatedItem item;
     const int error = LocateItem(At(relative), lastLink, &item);
     return error != 0 ? error : OpenFileForWriting(item, hardLinks, fd);
+  }
+
+  [[nodiscard]] int OpenForAppending(const std::string& path, UniqueFd* fd, bool* isNew) const {
+    LocatedItem item;
+    const int error = LocateItem(path, LastLink::kLeave, &item);
+    return error != 0 ? error : OpenFileForAppending(item, fd, isNew);
+  }
+
+  // Opens "item" again and again, while somebody exchanges it all the time: for a link to
+  // "canary", for a file with mode 0600, for a FIFO, for nothing. Whatever comes of it must be a
+  // regular file. The only way into the repetitions and the second look.
+  void OpenBesideACompetitor(
+      const std::function<int(const LocatedItem& item, UniqueFd* fd)>& open) const {
+    test::PutFile(At("canary"), "abc");
+    LocatedItem item;
+    ASSERT_EQ(0, LocateItem(At("item"), LastLink::kLeave, &item));
+    std::atomic<bool> done = false;
+    std::thread competitor([&] {
+      const int folder = item.folder.Get();
+      while (!done) {
+        // EEXIST where the other side has just made the file.
+        EXPECT_TRUE(::symlinkat("canary", folder, "item") == 0 || errno == EEXIST);
+        (void)::unlinkat(folder, "item", 0);
+        (void)::close(::openat(folder, "item", O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+        (void)::unlinkat(folder, "item", 0);
+        (void)::mkfifo(At("item").c_str(), 0600);
+        (void)::unlinkat(folder, "item", 0);
+      }
+    });
+    for (int i = 0; i < 2000; ++i) {
+      UniqueFd fd;
+      const int error = open(item, &fd);
+      EXPECT_EQ(error == 0, static_cast<bool>(fd));
+      if (!fd) continue;
+      EXPECT_FALSE(IsOn(fd, At("canary")));
+      struct stat status = {};
+      EXPECT_EQ(0, ::fstat(fd.Get(), &status));
+      EXPECT_TRUE(S_ISREG(status.st_mode));
+    }
+    done = true;
+    competitor.join();
+    EXPECT_EQ("abc", test::GetFile(At("canary")));
+  }
+
+  // A second name of "canary" is opened, and has gone before anybody counts the names: the file
+  // then has one, and is not the caller's all the same.
+  void ExpectCanaryIsNeverTaken(
+      const std::function<int(const LocatedItem& item, UniqueFd* fd)>& open) const {
+    const std::string path = At("item");
+    const std::string canary = At("canary");
+    test::PutFile(canary, "abc");
+    test::PutFile(At("good"), "");
+    LocatedItem item;
+    ASSERT_EQ(0, LocateItem(path, LastLink::kLeave, &item));
+    UniqueFd fd;
+    {
+      SCOPED_TRACE("another file takes its place");
+      test::MakeHardLink(path, canary);
+      const AroundLook around([&] { EXPECT_EQ(0, ::rename(At("good").c_str(), path.c_str())); },
+                              nullptr);
+      EXPECT_EQ(0, open(item, &fd));
+      EXPECT_TRUE(IsOn(fd, path));
+      EXPECT_FALSE(IsOn(fd, canary));
+      EXPECT_EQ(0, ::unlink(path.c_str()));
+    }
+    {
+      SCOPED_TRACE("nothing takes its place");
+      test::MakeHardLink(path, canary);
+      const AroundLook around([&] { EXPECT_EQ(0, ::unlink(path.c_str())); }, nullptr);
+      EXPECT_EQ(0, open(item, &fd));
+      EXPECT_TRUE(IsOn(fd, path));
+      EXPECT_FALSE(IsOn(fd, canary));
+      EXPECT_EQ(0, ::unlink(path.c_str()));
+    }
+    {
+      SCOPED_TRACE("it comes back");
+      test::MakeHardLink(path, canary);
+      const AroundLook around([&] { EXPECT_EQ(0, ::unlink(path.c_str())); },
+                              [&] { test::MakeHardLink(path, canary); });
+      fd.Reset();
+      EXPECT_EQ(EMLINK, open(item, &fd));
+      EXPECT_FALSE(fd);
+    }
+    EXPECT_EQ("abc", test::GetFile(canary));
   }
 
   test::ScopedTempDir dir_;
@@ -94,8 +216,8 @@ TEST_F(OpenFileForReadingTest, RefusesEveryOtherKindWithoutWaiting) {
   MakeOtherKinds();
   test::MakeLink(At("fifoLink"), "fifo");
   test::MakeLink(At("folderLink"), "folder");
-  for (const std::string name :
-       {"fifo", "socket", "folder", "folder/", "folder/.", "device", "fifoLink", "folderLink"}) {
+  for (const std::string name : {"fifo", "socket", "folder", "folder/", "folder/.", "device",
+                                 "block", "fifoLink", "folderLink"}) {
     SCOPED_TRACE(name);
     if (!test::IsThere(At(name))) continue;
     UniqueFd fd;
@@ -146,6 +268,85 @@ TEST_F(OpenFileForReadingTest, KeepsToTheOwnerRule) {
   UniqueFd fd;
   EXPECT_EQ(EACCES, OpenFileForReading(At("bad"), &fd));
   EXPECT_EQ(0, OpenFileForReading(At("good"), &fd));
+}
+
+using OpenExistingFileTest = CheckedFileTest;
+
+constexpr int kAccesses[] = {O_RDONLY, O_WRONLY, O_RDWR};
+
+TEST_F(OpenExistingFileTest, OpensARegularFileWithTheAccessAndKeepsItsBytes) {
+  test::PutFile(At("sub/file"), "abc");
+  test::MakeLink(At("link"), "sub/file");
+  for (const int access : kAccesses) {
+    for (const std::string path : {"sub/file", "link"}) {
+      SCOPED_TRACE(path + std::to_string(access));
+      UniqueFd fd;
+      ASSERT_EQ(0, OpenExistingFile(At(path), access, &fd));
+      EXPECT_TRUE(IsOn(fd, At("sub/file")));
+      EXPECT_EQ(access, AccessOf(fd));
+      EXPECT_EQ(FD_CLOEXEC, ::fcntl(fd.Get(), F_GETFD));
+      EXPECT_EQ("abc", test::GetFile(At("sub/file")));
+    }
+  }
+}
+
+TEST_F(OpenExistingFileTest, AllowsFurtherNames) {
+  test::PutFile(At("file"), "abc");
+  test::MakeHardLink(At("other"), At("file"));
+  UniqueFd fd;
+  EXPECT_EQ(0, OpenExistingFile(At("other"), O_RDWR, &fd));
+}
+
+TEST_F(OpenExistingFileTest, MakesNothing) {
+  test::MakeLink(At("dangling"), "missing");
+  for (const int access : kAccesses) {
+    UniqueFd fd;
+    EXPECT_EQ(ENOENT, OpenExistingFile(At("missing"), access, &fd));
+    EXPECT_EQ(ENOENT, OpenExistingFile(At("dangling"), access, &fd));
+    EXPECT_FALSE(fd);
+  }
+  EXPECT_FALSE(test::IsThere(At("missing")));
+}
+
+TEST_F(OpenExistingFileTest, RefusesEveryOtherKindWithoutWaiting) {
+  MakeOtherKinds();
+  for (const int access : kAccesses) {
+    for (const std::string name : {"fifo", "socket", "folder", "device", "block"}) {
+      SCOPED_TRACE(name + std::to_string(access));
+      if (!test::IsThere(At(name))) continue;
+      UniqueFd fd;
+      EXPECT_EQ(EINVAL, OpenExistingFile(At(name), access, &fd));
+      EXPECT_FALSE(fd);
+    }
+  }
+}
+
+TEST_F(OpenExistingFileTest, NeedsTheRightsOfTheAccess) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  test::PutFile(At("readable"), "abc");
+  test::SetMode(At("readable"), 0644);
+  test::PutFile(At("writable"), "abc");
+  test::SetMode(At("writable"), 0622);
+  test::RunInChild([&] {
+    ASSERT_EQ(0, ::seteuid(kUser));
+    UniqueFd fd;
+    EXPECT_EQ(EACCES, OpenExistingFile(At("readable"), O_WRONLY, &fd));
+    EXPECT_EQ(EACCES, OpenExistingFile(At("readable"), O_RDWR, &fd));
+    EXPECT_EQ(EACCES, OpenExistingFile(At("writable"), O_RDONLY, &fd));
+    EXPECT_EQ(EACCES, OpenExistingFile(At("writable"), O_RDWR, &fd));
+    EXPECT_FALSE(fd);
+    EXPECT_EQ(0, OpenExistingFile(At("readable"), O_RDONLY, &fd));
+    EXPECT_EQ(0, OpenExistingFile(At("writable"), O_WRONLY, &fd));
+  });
+}
+
+TEST_F(OpenExistingFileTest, KeepsToTheOwnerRule) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  test::PutFile(At("roots"), "abc");
+  test::MakeLink(At("bad"), "roots");
+  test::SetOwner(At("bad"), kUser, kUser);
+  UniqueFd fd;
+  EXPECT_EQ(EACCES, OpenExistingFile(At("bad"), O_RDWR, &fd));
 }
 
 using OpenFileForWritingTest = CheckedFileTest;
@@ -215,9 +416,15 @@ TEST_F(OpenFileForWritingTest, RefusesAFileOfSeveralNamesOnRequest) {
   EXPECT_EQ(0, OpenForWriting("file", LastLink::kLeave, HardLinks::kAllow, &fd));
 }
 
+TEST_F(OpenFileForWritingTest, NeverTakesAFileThatHadASecondNameWhenItWasOpened) {
+  ExpectCanaryIsNeverTaken([](const LocatedItem& item, UniqueFd* fd) {
+    return OpenFileForWriting(item, HardLinks::kRefuse, fd);
+  });
+}
+
 TEST_F(OpenFileForWritingTest, RefusesEveryOtherKindWithoutWaiting) {
   MakeOtherKinds();
-  for (const std::string name : {"fifo", "socket", "folder", "device"}) {
+  for (const std::string name : {"fifo", "socket", "folder", "device", "block"}) {
     SCOPED_TRACE(name);
     if (!test::IsThere(At(name))) continue;
     UniqueFd fd;
@@ -250,37 +457,208 @@ TEST_F(OpenFileForWritingTest, FailsAsTheSystemDoes) {
   });
 }
 
-// The only way into the repetitions and the second look: somebody exchanges the item all the time.
 TEST_F(OpenFileForWritingTest, NeverOpensWhatALinkOfACompetitorLeadsTo) {
-  test::PutFile(At("canary"), "abc");
-  LocatedItem item;
-  ASSERT_EQ(0, LocateItem(At("item"), LastLink::kLeave, &item));
-  std::atomic<bool> done = false;
-  std::thread competitor([&] {
-    const int folder = item.folder.Get();
-    while (!done) {
-      // EEXIST where the other side has just made the file.
-      EXPECT_TRUE(::symlinkat("canary", folder, "item") == 0 || errno == EEXIST);
-      (void)::unlinkat(folder, "item", 0);
-      (void)::close(::openat(folder, "item", O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
-      (void)::unlinkat(folder, "item", 0);
-      (void)::mkfifo(At("item").c_str(), 0600);
-      (void)::unlinkat(folder, "item", 0);
-    }
+  OpenBesideACompetitor([](const LocatedItem& item, UniqueFd* fd) {
+    return OpenFileForWriting(item, HardLinks::kAllow, fd);
   });
-  for (int i = 0; i < 2000; ++i) {
+}
+
+using OpenFileForAppendingTest = CheckedFileTest;
+
+TEST_F(OpenFileForAppendingTest, OpensAFileThatIsThereAndKeepsItsBytesAndMode) {
+  test::PutFile(At("file"), "abc");
+  test::SetMode(At("file"), 0640);
+  UniqueFd fd;
+  bool isNew = true;
+  ASSERT_EQ(0, OpenForAppending(At("file"), &fd, &isNew));
+  EXPECT_FALSE(isNew);
+  EXPECT_TRUE(IsOn(fd, At("file")));
+  EXPECT_EQ(O_WRONLY, AccessOf(fd));
+  EXPECT_EQ(FD_CLOEXEC, ::fcntl(fd.Get(), F_GETFD));
+  EXPECT_EQ("abc", test::GetFile(At("file")));
+  EXPECT_EQ(static_cast<mode_t>(0640), test::GetMode(At("file")));
+}
+
+TEST_F(OpenFileForAppendingTest, MakesAMissingFileWith0666LessTheUmaskAndTells) {
+  const struct {
+    mode_t mask;
+    mode_t expected;
+  } rows[] = {{0, 0666}, {002, 0664}, {022, 0644}, {077, 0600}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.mask);
+    const test::ScopedUmask mask(row.mask);
     UniqueFd fd;
-    const int error = OpenFileForWriting(item, HardLinks::kAllow, &fd);
-    EXPECT_EQ(error == 0, static_cast<bool>(fd));
-    if (!fd) continue;
-    EXPECT_FALSE(IsOn(fd, At("canary")));
-    struct stat status = {};
-    EXPECT_EQ(0, ::fstat(fd.Get(), &status));
-    EXPECT_TRUE(S_ISREG(status.st_mode));
+    bool isNew = false;
+    ASSERT_EQ(0, OpenForAppending(At("file"), &fd, &isNew));
+    EXPECT_TRUE(isNew);
+    EXPECT_TRUE(IsOn(fd, At("file")));
+    EXPECT_EQ(O_WRONLY, AccessOf(fd));
+    EXPECT_EQ(FD_CLOEXEC, ::fcntl(fd.Get(), F_GETFD));
+    EXPECT_EQ(row.expected, test::GetMode(At("file")));
+    ASSERT_EQ(0, OpenForAppending(At("file"), &fd, &isNew));
+    EXPECT_FALSE(isNew);
+    ASSERT_EQ(0, ::unlink(At("file").c_str()));
   }
-  done = true;
-  competitor.join();
-  EXPECT_EQ("abc", test::GetFile(At("canary")));
+}
+
+TEST_F(OpenFileForAppendingTest, WritesAtTheEndWhereverThatIsNow) {
+  UniqueFd first;
+  UniqueFd second;
+  bool isNew = false;
+  ASSERT_EQ(0, OpenForAppending(At("file"), &first, &isNew));
+  ASSERT_EQ(0, OpenForAppending(At("file"), &second, &isNew));
+  for (const UniqueFd* fd : {&first, &second, &first}) {
+    EXPECT_EQ(O_APPEND, ::fcntl(fd->Get(), F_GETFL) & O_APPEND);
+    EXPECT_EQ(0, ::lseek(fd->Get(), 0, SEEK_SET));
+    EXPECT_EQ(3, ::write(fd->Get(), fd == &first ? "abc" : "xyz", 3));
+  }
+  EXPECT_EQ("abcxyzabc", test::GetFile(At("file")));
+}
+
+TEST_F(OpenFileForAppendingTest, OpensACharacterDevice) {
+  UniqueFd fd;
+  bool isNew = true;
+  ASSERT_EQ(0, OpenForAppending("/dev/null", &fd, &isNew));
+  EXPECT_FALSE(isNew);
+  EXPECT_TRUE(IsOn(fd, "/dev/null"));
+  EXPECT_EQ(O_NONBLOCK, ::fcntl(fd.Get(), F_GETFL) & O_NONBLOCK);
+  EXPECT_EQ(1, ::write(fd.Get(), "x", 1));
+}
+
+TEST_F(OpenFileForAppendingTest, NeverWaitsForADeviceThatTakesNothing) {
+  const UniqueFd terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+  if (!terminal || ::grantpt(terminal.Get()) != 0 || ::unlockpt(terminal.Get()) != 0) {
+    GTEST_SKIP() << "no terminals on this system";
+  }
+  // Nobody reads from the other end.
+  UniqueFd fd;
+  bool isNew = true;
+  ASSERT_EQ(0, OpenForAppending(::ptsname(terminal.Get()), &fd, &isNew));
+  const std::string text(65536, 'x');
+  ssize_t count = 0;
+  while (count >= 0) count = ::write(fd.Get(), text.data(), text.size());
+  EXPECT_EQ(EAGAIN, errno);
+}
+
+TEST_F(OpenFileForAppendingTest, RefusesEveryOtherKindWithoutWaiting) {
+  MakeOtherKinds();
+  for (const std::string name : {"fifo", "socket", "folder", "block"}) {
+    SCOPED_TRACE(name);
+    if (!test::IsThere(At(name))) continue;
+    UniqueFd fd;
+    bool isNew = true;
+    EXPECT_EQ(EINVAL, OpenForAppending(At(name), &fd, &isNew));
+    EXPECT_FALSE(fd);
+    EXPECT_TRUE(isNew);
+  }
+}
+
+TEST_F(OpenFileForAppendingTest, RefusesAPathThatCanOnlyNameAFolder) {
+  test::PutFile(At("file"), "abc");
+  test::MakeDirs(At("folder"));
+  for (const std::string path : {"file/", "missing/", "folder/", "folder/.", "folder/.."}) {
+    SCOPED_TRACE(path);
+    UniqueFd fd;
+    bool isNew = false;
+    EXPECT_EQ(EISDIR, OpenForAppending(At(path), &fd, &isNew));
+  }
+  EXPECT_FALSE(test::IsThere(At("missing")));
+}
+
+TEST_F(OpenFileForAppendingTest, RefusesALinkInTheLastPlaceAndLeavesItAlone) {
+  test::PutFile(At("file"), "abc");
+  test::MakeLink(At("link"), "file");
+  test::MakeLink(At("dangling"), "missing");
+  test::MakeLink(At("device"), "/dev/null");
+  UniqueFd fd;
+  bool isNew = true;
+  for (const std::string name : {"link", "dangling", "device"}) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(ELOOP, OpenForAppending(At(name), &fd, &isNew));
+  }
+  EXPECT_FALSE(fd);
+  EXPECT_TRUE(isNew);
+  EXPECT_EQ("file", test::GetLink(At("link")));
+  EXPECT_EQ("missing", test::GetLink(At("dangling")));
+  EXPECT_FALSE(test::IsThere(At("missing")));
+}
+
+TEST_F(OpenFileForAppendingTest, RefusesAFileOfSeveralNames) {
+  test::PutFile(At("file"), "abc");
+  test::MakeHardLink(At("other"), At("file"));
+  UniqueFd fd;
+  bool isNew = true;
+  EXPECT_EQ(EMLINK, OpenForAppending(At("file"), &fd, &isNew));
+  EXPECT_EQ(EMLINK, OpenForAppending(At("other"), &fd, &isNew));
+  EXPECT_FALSE(fd);
+  EXPECT_TRUE(isNew);
+  ASSERT_EQ(0, ::unlink(At("other").c_str()));
+  EXPECT_EQ(0, OpenForAppending(At("file"), &fd, &isNew));
+}
+
+TEST_F(OpenFileForAppendingTest, NeverTakesAFileThatHadASecondNameWhenItWasOpened) {
+  ExpectCanaryIsNeverTaken([](const LocatedItem& item, UniqueFd* fd) {
+    bool isNew = false;
+    return OpenFileForAppending(item, fd, &isNew);
+  });
+}
+
+TEST_F(OpenFileForAppendingTest, GivesUpWhereTheFileIsExchangedThreeTimes) {
+  static int looks;
+  static std::string path;
+  looks = 0;
+  path = At("item");
+  test::PutFile(path, "");
+  ScopedSystemCalls calls;
+  calls->fstat = [](int fd, struct stat* status) {
+    ++looks;
+    test::PutFile(path + " next", "abc");
+    EXPECT_EQ(0, ::rename((path + " next").c_str(), path.c_str()));
+    return ::fstat(fd, status);
+  };
+  UniqueFd fd;
+  bool isNew = true;
+  EXPECT_EQ(EEXIST, OpenForAppending(path, &fd, &isNew));
+  EXPECT_EQ(3, looks);
+  EXPECT_FALSE(fd);
+  EXPECT_TRUE(isNew);
+  EXPECT_EQ("abc", test::GetFile(path));
+}
+
+TEST_F(OpenFileForAppendingTest, FailsAsTheSystemDoesAndLeavesTheOutputs) {
+  test::PutFile(At("file"), "abc");
+  UniqueFd fd;
+  bool isNew = true;
+  ASSERT_EQ(0, OpenForAppending(At("file"), &fd, &isNew));
+  const int before = fd.Get();
+  isNew = true;
+  EXPECT_EQ(ENAMETOOLONG, OpenForAppending(At(std::string(256, 'n')), &fd, &isNew));
+  EXPECT_TRUE(isNew);
+  EXPECT_EQ(before, fd.Get());
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  test::RunInChild([&] {
+    ASSERT_EQ(0, ::seteuid(kUser));
+    EXPECT_EQ(EACCES, OpenForAppending(At("file"), &fd, &isNew));
+    EXPECT_EQ(EACCES, OpenForAppending(At("missing"), &fd, &isNew));
+    EXPECT_TRUE(isNew);
+    EXPECT_EQ(before, fd.Get());
+  });
+}
+
+TEST_F(OpenFileForAppendingTest, NeverOpensWhatALinkOfACompetitorLeadsTo) {
+  const test::ScopedUmask mask(022);
+  OpenBesideACompetitor([](const LocatedItem& item, UniqueFd* fd) {
+    bool isNew = false;
+    const int error = OpenFileForAppending(item, fd, &isNew);
+    EXPECT_TRUE(error == 0 || !isNew);
+    struct stat status = {};
+    // A file of the competitor's is not taken for one that was made here.
+    if (isNew) {
+      EXPECT_EQ(0, ::fstat(fd->Get(), &status));
+      EXPECT_EQ(0644U, status.st_mode & 07777U);
+    }
+    return error;
+  });
 }
 
 using ReadWholeFileTest = CheckedFileTest;

@@ -18,6 +18,19 @@ TEST(HostInfo, KnowsTheVersionOfTheSystem) {
   EXPECT_GE(version.patch, 0);
 }
 
+// What they are is the user's business; how they are written is not.
+TEST(HostInfo, WritesLanguagesWithHyphens) {
+  for (const std::string& language : DefaultHost().info->PreferredLanguages()) {
+    SCOPED_TRACE(language);
+    EXPECT_NE(language, "");
+    EXPECT_EQ(language.find_first_of("_.@:"), std::string::npos);
+  }
+}
+
+TEST(HostInfo, WritesTheLocaleWithoutACodeset) {
+  EXPECT_EQ(DefaultHost().info->CurrentLocaleIdentifier().find('.'), std::string::npos);
+}
+
 TEST(HostInfo, KnowsTheFileThatRuns) {
   std::string path;
   ASSERT_TRUE(DefaultHost().info->GetExecutablePath(&path));

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/clock.h"
 #include "platform/host_for_testing.h"
 
 namespace platform {
@@ -21,6 +22,7 @@ TEST(Host, HasEveryMember) {
   EXPECT_NE(nullptr, DefaultHost().console);
   EXPECT_NE(nullptr, DefaultHost().directories);
   EXPECT_NE(nullptr, DefaultHost().identity);
+  EXPECT_EQ(&SystemClock(), DefaultHost().clock);
   EXPECT_NE(nullptr, DefaultHost().info);
   EXPECT_NE(nullptr, DefaultHost().desktop);
 }
@@ -33,6 +35,7 @@ TEST(ScopedHost, ReplacesOneMemberAndKeepsTheRest) {
     EXPECT_EQ(&nobody, CurrentHost().console);
     EXPECT_EQ(DefaultHost().directories, CurrentHost().directories);
     EXPECT_EQ(DefaultHost().identity, CurrentHost().identity);
+    EXPECT_EQ(DefaultHost().clock, CurrentHost().clock);
     EXPECT_EQ(DefaultHost().info, CurrentHost().info);
     EXPECT_EQ(DefaultHost().desktop, CurrentHost().desktop);
     EXPECT_NE(&nobody, DefaultHost().console);

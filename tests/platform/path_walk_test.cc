@@ -530,6 +530,17 @@ TEST_F(OwnerRuleTest, LetsAUserFollowHisOwnLinksAndRoots) {
   });
 }
 
+TEST_F(OwnerRuleTest, HoldsForTheAncestorsOfAFolderThatIsOpenedItself) {
+  MakeOwnedLink("good", "u", kUser);
+  MakeOwnedLink("bad", "r", kUser);
+  test::MakeDirs(At("r/inner"));
+  UniqueFd folder;
+  EXPECT_EQ(0, OpenFolderItself(At("good/inner"), &folder));
+  EXPECT_TRUE(IsOn(folder, At("u/inner")));
+  EXPECT_EQ(EACCES, OpenFolderItself(At("bad/inner"), &folder));
+  EXPECT_TRUE(IsOn(folder, At("u/inner")));
+}
+
 TEST_F(OwnerRuleTest, HoldsForOpenFolderAndMakeFolder) {
   MakeOwnedLink("good", "u", kUser);
   MakeOwnedLink("bad", "r", kUser);
@@ -597,6 +608,93 @@ TEST_F(OpenFolderTest, FailsOnAnythingElseAndLeavesTheDescriptor) {
   EXPECT_EQ(ENOENT, OpenFolder("", &folder));
   EXPECT_EQ(EINVAL, OpenFolder(std::string("/\0", 2), &folder));
   EXPECT_EQ(before, folder.Get());
+}
+
+using OpenFolderItselfTest = PathWalkTest;
+
+TEST_F(OpenFolderItselfTest, OpensTheRealFolderAtThePath) {
+  test::MakeDirs(At("a/b"));
+  test::MakeLink(At("link"), "a");
+  const struct {
+    std::string path;
+    std::string folder;
+  } rows[] = {
+      {At("a"), At("a")},
+      {At("a/"), At("a")},
+      {At("a/b/.."), At("a")},
+      {At("."), At("")},
+      {At("link/b"), At("a/b")},
+      {At("link/../link/b/"), At("a/b")},
+      {At("link/."), At("a")},
+      {"/", "/"},
+      {".", "."},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.path);
+    UniqueFd folder;
+    ASSERT_EQ(0, OpenFolderItself(row.path, &folder));
+    EXPECT_TRUE(IsOn(folder, row.folder));
+  }
+}
+
+TEST_F(OpenFolderItselfTest, GivesADescriptorThatChangesOwnerAndMode) {
+  test::MakeDirs(At("a"));
+  UniqueFd folder;
+  ASSERT_EQ(0, OpenFolderItself(At("a"), &folder));
+  EXPECT_EQ(0, ::fchmod(folder.Get(), 0711));
+  EXPECT_EQ(static_cast<mode_t>(0711), test::GetMode(At("a")));
+  EXPECT_EQ(0, ::fchown(folder.Get(), ::geteuid(), static_cast<gid_t>(-1)));
+  EXPECT_EQ(0, ::fsync(folder.Get()));
+  EXPECT_EQ(0, ::mkdirat(folder.Get(), "new", 0700));
+  EXPECT_TRUE(test::IsThere(At("a/new")));
+  EXPECT_EQ(FD_CLOEXEC, ::fcntl(folder.Get(), F_GETFD));
+}
+
+TEST_F(OpenFolderItselfTest, RefusesALinkInTheLastPlace) {
+  test::MakeDirs(At("a"));
+  test::PutFile(At("file"), "x");
+  test::MakeLink(At("link"), "a");
+  test::MakeLink(At("absolute"), At("a"));
+  test::MakeLink(At("fileLink"), "file");
+  test::MakeLink(At("dangling"), "missing");
+  test::MakeLink(At("self"), "self");
+  for (const std::string path :
+       {"link", "link/", "link//", "absolute", "fileLink", "dangling", "dangling/", "self"}) {
+    SCOPED_TRACE(path);
+    UniqueFd folder;
+    const int error = OpenFolderItself(At(path), &folder);
+    EXPECT_TRUE(error == ELOOP || error == ENOTDIR) << error;
+    EXPECT_FALSE(folder);
+  }
+}
+
+TEST_F(OpenFolderItselfTest, FailsOnAnythingElseWithoutWaitingAndLeavesTheDescriptor) {
+  test::PutFile(At("file"), "x");
+  test::MakeFifo(At("fifo"));
+  UniqueFd folder;
+  ASSERT_EQ(0, OpenFolderItself(dir_.Path(), &folder));
+  const int before = folder.Get();
+  EXPECT_EQ(ENOTDIR, OpenFolderItself(At("file"), &folder));
+  EXPECT_EQ(ENOTDIR, OpenFolderItself(At("file/x"), &folder));
+  EXPECT_EQ(ENOTDIR, OpenFolderItself(At("fifo"), &folder));
+  EXPECT_EQ(ENOENT, OpenFolderItself(At("missing"), &folder));
+  EXPECT_EQ(ENOENT, OpenFolderItself(At("missing/x"), &folder));
+  EXPECT_EQ(ENOENT, OpenFolderItself("", &folder));
+  EXPECT_EQ(EINVAL, OpenFolderItself(std::string("/\0", 2), &folder));
+  EXPECT_EQ(ENAMETOOLONG, OpenFolderItself(At(std::string(256, 'n')), &folder));
+  EXPECT_EQ(before, folder.Get());
+}
+
+TEST_F(OpenFolderItselfTest, NeedsTheRightToRead) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  test::MakeDirs(At("searchOnly"));
+  test::SetMode(At("searchOnly"), 0711);
+  test::RunInChild([&] {
+    ASSERT_EQ(0, ::seteuid(kUser));
+    UniqueFd folder;
+    EXPECT_EQ(EACCES, OpenFolderItself(At("searchOnly"), &folder));
+    EXPECT_EQ(0, OpenFolder(At("searchOnly"), &folder));
+  });
 }
 
 using MakeFolderTest = PathWalkTest;

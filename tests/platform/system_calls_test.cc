@@ -4,7 +4,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/ipc.h>
+#include <sys/sem.h>
 #include <sys/stat.h>
+#include <sys/utsname.h>
 #include <unistd.h>
 
 #include "platform/system_calls_for_testing.h"
@@ -27,10 +30,11 @@ class SystemCallsTest : public testing::Test {
   UniqueFd folder_;
 };
 
-TEST_F(SystemCallsTest, WriteSyncModeAndCloseAreTheSystemsOwn) {
+TEST_F(SystemCallsTest, WriteSyncCutModeAndCloseAreTheSystemsOwn) {
   const int fd = ::openat(folder_.Get(), "f", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
   ASSERT_LE(0, fd);
-  EXPECT_EQ(3, Calls().write(fd, "abcd", 3));
+  EXPECT_EQ(4, Calls().write(fd, "abcd", 4));
+  EXPECT_EQ(0, Calls().ftruncate(fd, 3));
   EXPECT_EQ(0, Calls().fsync(fd));
   EXPECT_EQ(0, Calls().fchmod(fd, 0640));
   EXPECT_EQ(0, Calls().close(fd));
@@ -39,9 +43,28 @@ TEST_F(SystemCallsTest, WriteSyncModeAndCloseAreTheSystemsOwn) {
   EXPECT_EQ(-1, Calls().write(fd, "d", 1));
   EXPECT_EQ(EBADF, errno);
   EXPECT_EQ(-1, Calls().fsync(fd));
+  EXPECT_EQ(-1, Calls().ftruncate(fd, 0));
   EXPECT_EQ(-1, Calls().fchmod(fd, 0600));
   EXPECT_EQ(-1, Calls().fchown(fd, 0, 0));
   EXPECT_EQ(-1, Calls().close(fd));
+}
+
+TEST_F(SystemCallsTest, SleepIsTheSystemsOwn) {
+  constexpr timespec kNothing = {.tv_sec = 0, .tv_nsec = 0};
+  constexpr timespec kNone = {.tv_sec = 0, .tv_nsec = -1};
+  EXPECT_EQ(0, Calls().nanosleep(&kNothing, nullptr));
+  EXPECT_EQ(-1, Calls().nanosleep(&kNone, nullptr));
+  EXPECT_EQ(EINVAL, errno);
+}
+
+TEST_F(SystemCallsTest, FstatIsTheSystemsOwn) {
+  test::PutFile(dir_.Join("f"), "abc");
+  const UniqueFd fd(::openat(folder_.Get(), "f", O_RDONLY | O_CLOEXEC));
+  struct stat status = {};
+  EXPECT_EQ(0, Calls().fstat(fd.Get(), &status));
+  EXPECT_EQ(3, status.st_size);
+  EXPECT_EQ(-1, Calls().fstat(-1, &status));
+  EXPECT_EQ(EBADF, errno);
 }
 
 TEST_F(SystemCallsTest, FchownIsTheSystemsOwn) {
@@ -83,6 +106,44 @@ TEST_F(SystemCallsTest, BasenameAndDirnameDropTrailingSlashes) {
     EXPECT_STREQ(row.base, Calls().basename(forBase.data()));
     EXPECT_STREQ(row.folder, Calls().dirname(forFolder.data()));
   }
+}
+
+TEST(SystemCalls, UnameIsTheSystemsOwn) {
+  utsname own = {};
+  ASSERT_EQ(0, ::uname(&own));
+  utsname names = {};
+  EXPECT_EQ(0, Calls().uname(&names));
+  EXPECT_STREQ(own.machine, names.machine);
+  EXPECT_STREQ(own.release, names.release);
+}
+
+TEST(SystemCalls, SemaphoreCallsAreTheSystemsOwn) {
+  const int set = Calls().semget(IPC_PRIVATE, 2, IPC_CREAT | 0600);
+  if (set == -1 && errno == ENOSYS) GTEST_SKIP() << "no semaphores on this system";
+  ASSERT_NE(-1, set);
+  EXPECT_EQ(0, Calls().semctl(set, 1, SETVAL, {.val = 3}));
+  EXPECT_EQ(3, Calls().semctl(set, 1, GETVAL, {}));
+  unsigned short values[] = {7, 8};
+  EXPECT_EQ(0, Calls().semctl(set, 0, GETALL, {.array = values}));
+  EXPECT_EQ(0, values[0]);
+  EXPECT_EQ(3, values[1]);
+  semid_ds status = {};
+  EXPECT_EQ(0, Calls().semctl(set, 0, IPC_STAT, {.buf = &status}));
+  EXPECT_EQ(2U, status.sem_nsems);
+
+  sembuf operations[] = {{.sem_num = 0, .sem_op = 1, .sem_flg = 0},
+                         {.sem_num = 1, .sem_op = -2, .sem_flg = IPC_NOWAIT}};
+  EXPECT_EQ(0, Calls().semop(set, operations, 2));
+  EXPECT_EQ(1, Calls().semctl(set, 0, GETVAL, {}));
+  EXPECT_EQ(1, Calls().semctl(set, 1, GETVAL, {}));
+  EXPECT_EQ(-1, Calls().semop(set, operations, 2));
+  EXPECT_EQ(EAGAIN, errno);
+
+  EXPECT_EQ(0, Calls().semctl(set, 0, IPC_RMID, {}));
+  EXPECT_EQ(-1, Calls().semctl(set, 0, GETVAL, {}));
+  EXPECT_EQ(-1, Calls().semop(set, operations, 1));
+  EXPECT_EQ(-1, Calls().semget(IPC_PRIVATE, -1, IPC_CREAT | 0600));
+  EXPECT_EQ(EINVAL, errno);
 }
 
 TEST(ScopedSystemCalls, ReplacesOneCallAndKeepsTheRest) {

@@ -52,9 +52,17 @@ int FakeIdentity::SetEffectiveUser(uid_t newUser) {
   return error;
 }
 
+platform::TimeOfDay FakeClock::Now() { return now; }
+
 bool FakeInfo::GetOperatingSystemVersion(platform::OperatingSystemVersion* out) {
   return Answer(version, out);
 }
+
+bool FakeInfo::HasMacOSVersionNumbers() { return hasMacOSVersionNumbers; }
+
+std::vector<std::string> FakeInfo::PreferredLanguages() { return languages; }
+
+std::string FakeInfo::CurrentLocaleIdentifier() { return localeIdentifier; }
 
 bool FakeInfo::GetExecutablePath(std::string* path) { return Answer(executable, path); }
 
@@ -69,6 +77,7 @@ FakeHost::FakeHost() {
   scope_->console = &console;
   scope_->directories = &directories;
   scope_->identity = &identity;
+  scope_->clock = &clock;
   scope_->info = &info;
   scope_->desktop = &desktop;
 }

@@ -58,12 +58,24 @@ class FakeIdentity final : public platform::ProcessIdentity {
   CallRecord* record_;
 };
 
+class FakeClock final : public platform::Clock {
+ public:
+  platform::TimeOfDay now;  // stands still until told otherwise
+  [[nodiscard]] platform::TimeOfDay Now() override;
+};
+
 class FakeInfo final : public platform::HostInfo {
  public:
   std::optional<platform::OperatingSystemVersion> version;
+  bool hasMacOSVersionNumbers = false;
+  std::vector<std::string> languages;
+  std::string localeIdentifier;
   std::optional<std::string> executable;
   std::optional<std::string> bundle;
   [[nodiscard]] bool GetOperatingSystemVersion(platform::OperatingSystemVersion* out) override;
+  [[nodiscard]] bool HasMacOSVersionNumbers() override;
+  [[nodiscard]] std::vector<std::string> PreferredLanguages() override;
+  [[nodiscard]] std::string CurrentLocaleIdentifier() override;
   [[nodiscard]] bool GetExecutablePath(std::string* path) override;
   [[nodiscard]] bool GetBundlePath(std::string* path) override;
 };
@@ -85,6 +97,7 @@ struct FakeHost {
   FakeConsole console{&calls};
   FakeDirectories directories{&calls};
   FakeIdentity identity{&calls};
+  FakeClock clock;
   FakeInfo info;
   FakeDesktop desktop{&calls};
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
 
 #include "platform/console_user.h"
 #include "platform/host.h"
@@ -19,6 +20,7 @@ TEST(FakeHost, IsInForceForItsLifeAndTheDefaultBackAfterwards) {
     EXPECT_EQ(platform::CurrentHost().console, &host.console);
     EXPECT_EQ(platform::CurrentHost().directories, &host.directories);
     EXPECT_EQ(platform::CurrentHost().identity, &host.identity);
+    EXPECT_EQ(platform::CurrentHost().clock, &host.clock);
     EXPECT_EQ(platform::CurrentHost().info, &host.info);
     EXPECT_EQ(platform::CurrentHost().desktop, &host.desktop);
   }
@@ -102,8 +104,23 @@ TEST(FakeIdentity, ChangesNothingWhereItFails) {
   EXPECT_EQ(host.calls, test::CallRecord{"SetEffectiveUser(501)"});
 }
 
+TEST(FakeClock, StandsStillUntilTold) {
+  test::FakeHost host;
+  EXPECT_EQ(host.clock.Now().seconds, 0);
+  EXPECT_EQ(host.clock.Now().microseconds, 0);
+  host.clock.now = {.seconds = 1700000000, .microseconds = 7};
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(host.clock.Now().seconds, 1700000000);
+    EXPECT_EQ(host.clock.Now().microseconds, 7);
+  }
+  EXPECT_EQ(host.calls, test::CallRecord());
+}
+
 TEST(FakeInfo, AnswersWithWhatItWasTold) {
   test::FakeHost host;
+  host.info.hasMacOSVersionNumbers = true;
+  host.info.languages = {"en-GB", "de"};
+  host.info.localeIdentifier = "en_GB";
   host.info.version = platform::OperatingSystemVersion{10, 5, 8};
   host.info.executable = "/X.app/Contents/MacOS/x";
   host.info.bundle = "/X.app";
@@ -118,6 +135,9 @@ TEST(FakeInfo, AnswersWithWhatItWasTold) {
   EXPECT_EQ(version.patch, 8);
   EXPECT_EQ(executable, "/X.app/Contents/MacOS/x");
   EXPECT_EQ(bundle, "/X.app");
+  EXPECT_TRUE(host.info.HasMacOSVersionNumbers());
+  EXPECT_EQ(host.info.PreferredLanguages(), (std::vector<std::string>{"en-GB", "de"}));
+  EXPECT_EQ(host.info.CurrentLocaleIdentifier(), "en_GB");
   EXPECT_EQ(host.calls, test::CallRecord());
 }
 
@@ -130,6 +150,13 @@ TEST(FakeInfo, LeavesTheOutputsAloneWhereItWasToldNothing) {
   EXPECT_FALSE(host.info.GetBundlePath(&path));
   EXPECT_EQ(version.minor, 2);
   EXPECT_EQ(path, "before");
+}
+
+TEST(FakeInfo, KnowsNoLanguageAndNoMacOSUntilTold) {
+  test::FakeHost host;
+  EXPECT_FALSE(host.info.HasMacOSVersionNumbers());
+  EXPECT_EQ(host.info.PreferredLanguages(), std::vector<std::string>());
+  EXPECT_EQ(host.info.CurrentLocaleIdentifier(), "");
 }
 
 TEST(FakeDesktop, AnswersWithItsResult) {

@@ -1,6 +1,8 @@
 #include <bit>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <optional>
@@ -10,9 +12,11 @@
 #include <sys/utsname.h>
 #include <system_error>
 #include <unistd.h>
+#include <vector>
 
 #include "platform/host.h"
 #include "platform/posix/host_parts.h"
+#include "platform/system_calls_for_testing.h"
 #include "tests/support/files.h"
 #include "tests/support/run_in_root.h"
 #include "tests/support/scoped_temp_dir.h"
@@ -213,6 +217,32 @@ TEST_F(SystemVersion, IsTheKernelsWhereTheDistributionsIsNoNumber) {
   ExpectVersion(KernelVersion());
 }
 
+TEST_F(SystemVersion, IsUnknownWhereTheKernelDoesNotTellEither) {
+  test::RunInRoot(root_.Path(), [] {
+    ScopedSystemCalls calls;
+    calls->uname = [](utsname*) {
+      errno = EFAULT;
+      return -1;
+    };
+    OperatingSystemVersion version = {.major = 1, .minor = 2, .patch = 3};
+    EXPECT_FALSE(PosixHostInfo().GetOperatingSystemVersion(&version));
+    EXPECT_EQ(Write(version), "1.2.3");
+  });
+}
+
+TEST_F(SystemVersion, IsUnknownWhereTheKernelsIsNoNumber) {
+  test::RunInRoot(root_.Path(), [] {
+    ScopedSystemCalls calls;
+    calls->uname = [](utsname* names) {
+      *names = {};
+      return 0;
+    };
+    OperatingSystemVersion version = {.major = 1, .minor = 2, .patch = 3};
+    EXPECT_FALSE(PosixHostInfo().GetOperatingSystemVersion(&version));
+    EXPECT_EQ(Write(version), "1.2.3");
+  });
+}
+
 TEST_F(SystemVersion, IsReadFromFilesOfUpTo64KiB) {
   std::string text = "VERSION_ID=12\n";
   text += "#" + std::string(65536 - text.size() - 2, 'x') + "\n";
@@ -221,6 +251,51 @@ TEST_F(SystemVersion, IsReadFromFilesOfUpTo64KiB) {
   ExpectVersion("12.0.0");
   test::PutFile(root_.Join("etc/os-release"), text + "\n");
   ExpectVersion(KernelVersion());
+}
+
+TEST(HasMacOSVersionNumbers, IsFalse) { EXPECT_FALSE(PosixHostInfo().HasMacOSVersionNumbers()); }
+
+// Of the four variables only `name` is set.
+void SetOnly(const std::string& name, const std::string& value) {
+  for (const char* const variable : {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"}) {
+    if (name == variable) {
+      ASSERT_EQ(setenv(variable, value.c_str(), /*replace=*/1), 0);
+    } else {
+      ASSERT_EQ(unsetenv(variable), 0);
+    }
+  }
+}
+
+TEST(LocaleOfTheEnvironment, IsReadAtEachCall) {
+  test::RunInChild([] {
+    for (const std::string name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+      for (const std::string value : {"de_AT", "fr_CH"}) {
+        SCOPED_TRACE(name + "=" + value);
+        SetOnly(name, value + ".UTF-8");
+        EXPECT_EQ(PosixHostInfo().CurrentLocaleIdentifier(), value);
+        EXPECT_EQ(PosixHostInfo().PreferredLanguages(),
+                  std::vector<std::string>{value.substr(0, 2) + "-" + value.substr(3)});
+      }
+    }
+  });
+}
+
+TEST(LocaleOfTheEnvironment, HasAListOfLanguages) {
+  test::RunInChild([] {
+    SetOnly("LANG", "de_AT.UTF-8");
+    ASSERT_EQ(setenv("LANGUAGE", "sr_RS@latin:en_GB", /*replace=*/1), 0);
+    EXPECT_EQ(PosixHostInfo().PreferredLanguages(),
+              (std::vector<std::string>{"sr-Latn-RS", "en-GB"}));
+    EXPECT_EQ(PosixHostInfo().CurrentLocaleIdentifier(), "de_AT");
+  });
+}
+
+TEST(LocaleOfTheEnvironment, MayBeEmpty) {
+  test::RunInChild([] {
+    SetOnly("", "");
+    EXPECT_EQ(PosixHostInfo().PreferredLanguages(), std::vector<std::string>());
+    EXPECT_EQ(PosixHostInfo().CurrentLocaleIdentifier(), "");
+  });
 }
 
 TEST(GetExecutablePath, IsTheRunningFile) {

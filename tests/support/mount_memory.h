@@ -1,5 +1,5 @@
-#ifndef TESTS_FILEUTILS_MOUNT_MEMORY_H_
-#define TESTS_FILEUTILS_MOUNT_MEMORY_H_
+#ifndef TESTS_SUPPORT_MOUNT_MEMORY_H_
+#define TESTS_SUPPORT_MOUNT_MEMORY_H_
 
 #include <cerrno>
 #include <cstring>
@@ -26,4 +26,4 @@ inline void MountMemory(const std::string& path) {
 
 }  // namespace test
 
-#endif  // TESTS_FILEUTILS_MOUNT_MEMORY_H_
+#endif  // TESTS_SUPPORT_MOUNT_MEMORY_H_

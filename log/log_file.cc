@@ -1,0 +1,87 @@
+#include "log/log_file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <sys/types.h>
+#include <utility>
+
+#include "fileutils/link_check.h"
+#include "fileutils/link_removal.h"
+#include "platform/checked_file.h"
+#include "platform/interrupted_call.h"
+#include "platform/path_walk.h"
+#include "platform/system_calls.h"
+#include "platform/unique_fd.h"
+
+namespace dunmar {
+
+namespace {
+
+constexpr mode_t kEverybodyWrites = 0666;
+
+// Where the log file is or would be; nothing where the way there is closed.
+using Place = std::optional<platform::LocatedItem>;
+
+Place Locate(const std::string& path) {
+  platform::LocatedItem item;
+  if (platform::LocateItem(path, platform::LastLink::kLeave, &item) != 0) return std::nullopt;
+  return item;
+}
+
+// Decides by the link check whether the file may be opened, and removes a link from its place.
+// Whatever takes that place afterwards meets the checks of the opening.
+bool ClearPlace(const std::string& path, const Place& place) {
+  const unsigned int links =
+      fileutils::CheckPathLinks(path, /*checkAncestors=*/false, /*checkHardLinks=*/true);
+  if (links == fileutils::kIsLink) return place && fileutils::RemoveLink(*place);
+  return links == fileutils::kNoLinks;
+}
+
+void LetEverybodyWrite(int fd) {
+  const int result =
+      platform::RepeatInterrupted([&] { return platform::Calls().fchmod(fd, kEverybodyWrites); });
+  if (result == 0) return;
+  (void)std::fprintf(stderr, "\n Error Set File permissions. errno = %s", std::strerror(errno));
+}
+
+platform::UniqueFd OpenToAppend(const Place& place) {
+  platform::UniqueFd fd;
+  bool isNew = false;
+  if (place && platform::OpenFileForAppending(*place, &fd, &isNew) == 0 && isNew) {
+    LetEverybodyWrite(fd.Get());
+  }
+  return fd;
+}
+
+platform::UniqueFd OpenAndCut(const Place& place) {
+  platform::UniqueFd fd;
+  if (!place || platform::OpenFileForWriting(*place, platform::HardLinks::kRefuse, &fd) != 0 ||
+      platform::RepeatInterrupted([&] { return platform::Calls().ftruncate(fd.Get(), 0); }) != 0) {
+    return {};
+  }
+  return fd;
+}
+
+}  // namespace
+
+bool OpenLogFile(const std::string& path, FileStream& stream) {
+  const Place place = Locate(path);
+  if (!ClearPlace(path, place)) return false;
+  if (stream.is_open()) stream.close();
+  stream.open(OpenToAppend(place));
+  return !stream.fail();
+}
+
+bool TruncateLogFile(const std::string& path, FileStream& stream) {
+  if (stream.is_open()) stream.close();
+  const Place place = Locate(path);
+  if (!ClearPlace(path, place)) return false;
+  stream.open(OpenAndCut(place));
+  if (stream.fail()) return false;
+  stream.close();
+  return true;
+}
+
+}  // namespace dunmar

@@ -1,0 +1,175 @@
+#include "log/log_setup.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <utility>
+
+#include "fileutils/console_user.h"
+#include "fileutils/foundation_paths.h"
+#include "fileutils/items.h"
+#include "fileutils/path_kind.h"
+#include "fileutils/paths.h"
+#include "fileutils/well_known_paths.h"
+#include "log/api/level.h"
+#include "log/file_stream.h"
+#include "log/log_target_base.h"
+#include "platform/console_user.h"
+#include "platform/host.h"
+#include "platform/path_walk.h"
+#include "platform/process_identity.h"
+#include "platform/system_calls.h"
+#include "platform/unique_fd.h"
+
+namespace dunmar {
+
+namespace {
+
+// Makes the process another user for the life of the object, and what it was before afterwards.
+class EffectiveUserSwitch {
+ public:
+  explicit EffectiveUserSwitch(uid_t user)
+      : savedUser_(platform::CurrentHost().identity->EffectiveUser()),
+        switched_(platform::CurrentHost().identity->SetEffectiveUser(user) == 0) {}
+  ~EffectiveUserSwitch() {
+    if (switched_) (void)platform::CurrentHost().identity->SetEffectiveUser(savedUser_);
+  }
+  EffectiveUserSwitch(const EffectiveUserSwitch&) = delete;
+  EffectiveUserSwitch& operator=(const EffectiveUserSwitch&) = delete;
+
+  [[nodiscard]] bool IsSwitched() const { return switched_; }
+
+ private:
+  uid_t savedUser_;
+  bool switched_;
+};
+
+[[nodiscard]] bool MakeLogsFolder(const std::string& home, std::string& out) {
+  std::string path = home;
+  for (const char* const folder : {"/Library", "/Logs"}) {
+    path += folder;
+    const int error = platform::MakeFolder(path, 0700);
+    if (error != 0 && error != EEXIST) return false;
+  }
+  out = std::move(path);
+  return true;
+}
+
+LevelMarker FindMarker(const std::string& logs, const std::string& fileName) {
+  std::string name = fileName;
+  if (!fileutils::ReplacePathExtension(name, "trace")) return LevelMarker::kNoMarker;
+  std::string path = logs;
+  if (!fileutils::JoinPathComponent(path, name)) return LevelMarker::kNoMarker;
+  if (fileutils::IsExistingFile(path)) return LevelMarker::kTraceMarker;
+  if (fileutils::ReplacePathExtension(path, "debug") && fileutils::IsExistingFile(path)) {
+    return LevelMarker::kDebugMarker;
+  }
+  if (!fileutils::RemoveLastPathComponent(path) ||
+      !fileutils::JoinPathComponent(path, "kobb.trace")) {
+    return LevelMarker::kNoMarker;
+  }
+  if (fileutils::IsExistingFile(path)) return LevelMarker::kTraceMarker;
+  if (!fileutils::RemoveLastPathComponent(path) ||
+      !fileutils::JoinPathComponent(path, "kobb.debug")) {
+    return LevelMarker::kNoMarker;
+  }
+  return fileutils::IsExistingFile(path) ? LevelMarker::kDebugMarker : LevelMarker::kNoMarker;
+}
+
+// Root makes the product's folders, but programs of every user log into them. A link that somebody
+// has put in the place of one must not hand over what it leads to.
+void HandOver(const std::string& folder, const platform::ConsoleUser& user) {
+  platform::UniqueFd handle;
+  if (platform::OpenFolderItself(folder, &handle) != 0) return;
+  // A log can be written without, by root at least.
+  (void)platform::Calls().fchown(handle.Get(), user.uid, user.gid);
+  (void)platform::Calls().fchmod(handle.Get(), 0777);
+}
+
+// Without a logs folder the path goes on from whatever it held.
+void MakeProductFolder(std::string& path) {
+  (void)GetLogsFolderAsConsoleUser(path);
+  path += "/Caldris/Ixer";
+  if (fileutils::IsExistingDirectory(path)) return;
+  // Where this fails the log file cannot be opened either, which is what the caller is told.
+  (void)fileutils::CreateDirectoryWithIntermediates(path);
+  const std::optional<platform::ConsoleUser> user = fileutils::FindConsoleUser();
+  if (!user) return;
+  std::string outer;
+  (void)GetLogsFolderAsConsoleUser(outer);
+  outer += "/Caldris";
+  HandOver(outer, *user);
+  HandOver(path, *user);
+}
+
+}  // namespace
+
+LogLevel ChooseLevel(LogLevel requested, LevelMarker marker) {
+  switch (marker) {
+    case LevelMarker::kTraceMarker:
+      return kTrace;
+    case LevelMarker::kDebugMarker:
+      return std::min(requested, kDebug);
+    case LevelMarker::kNoMarker:
+      break;
+  }
+  return requested;
+}
+
+void SetLevel(LogTargetBase& target, LogLevel level) {
+  target.level_ = level;
+  std::string logs;
+  if (!GetConsoleUserLogsFolder(logs) && !GetLogsFolderAsConsoleUser(logs)) return;
+  target.level_ = ChooseLevel(level, FindMarker(logs, target.fileName_));
+}
+
+bool SetLogFile(LogTargetBase& target, const char* fileName, const char* folder) {
+  const bool isCustom = fileName != nullptr && *fileName != '\0';
+  const std::string name = isCustom ? fileName : target.fileName_;
+  if (folder != nullptr && *folder != '\0') {
+    target.filePath_ = folder;
+  } else {
+    MakeProductFolder(target.filePath_);
+  }
+  if ((isCustom && !fileutils::IsBareName(name)) ||
+      !fileutils::JoinPathComponent(target.filePath_, name)) {
+    target.enabled_ = false;
+    return false;
+  }
+  (void)fileutils::GetFileName(target.filePath_, target.fileName_);
+  if (target.isOpen_) {
+    target.enabled_ = target.OpenStream(target.stream_);
+    return target.enabled_;
+  }
+  FileStream once;
+  target.enabled_ = target.OpenStream(once);
+  if (target.enabled_ && once.good()) once.close();
+  return target.enabled_;
+}
+
+bool GetConsoleUserLogsFolder(std::string& out) {
+  std::string home;
+  (void)fileutils::GetWellKnownPath(fileutils::kConsoleUserHome, home);
+  return MakeLogsFolder(home, out);
+}
+
+bool GetLogsFolderAsConsoleUser(std::string& out) {
+  std::string home;
+  return GetHomeAsConsoleUser(home) && MakeLogsFolder(home, out);
+}
+
+bool GetHomeAsConsoleUser(std::string& out) {
+  const std::optional<platform::ConsoleUser> user = fileutils::FindConsoleUser();
+  if (!user || user->uid == platform::CurrentHost().identity->EffectiveUser()) {
+    (void)fileutils::GetWellKnownPath(fileutils::kHome, out);
+    return true;
+  }
+  const EffectiveUserSwitch asConsoleUser(user->uid);
+  if (!asConsoleUser.IsSwitched()) return false;
+  (void)fileutils::GetWellKnownPath(fileutils::kHome, out);
+  return true;
+}
+
+}  // namespace dunmar
