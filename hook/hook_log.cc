@@ -2,13 +2,40 @@
 
 #include <cstdarg>
 
+#include "log/api/level.h"
+#include "log/log_setup.h"
+#include "log/log_target_default.h"
+#include "log/log_target_registry.h"
+#include "log/logger.h"
+
 namespace hook {
 
 namespace {
 
+dunmar::LogTargetBase* currentLogTarget = nullptr;
 dunmar::AbstractLogger* currentFrontEnd = nullptr;
 
 }  // namespace
+
+void StartLog() {
+  auto* const target = new dunmar::LogTargetDefault(kModuleName);
+  SetLogTarget(target);
+  // Before the file has its name: the markers that count are those of the library's own name.
+  dunmar::SetLevel(*target, dunmar::kInfo);
+  (void)dunmar::SetLogFile(*target, "Ixer.log", "");
+  (void)dunmar::LogTargetRegistry::Instance().Register(target);
+
+  auto* const frontEnd = new dunmar::Logger(kModuleName);
+  SetFrontEnd(frontEnd);
+  (void)frontEnd->SetFieldText2(kModuleName);
+  dunmar::SetLogCall(HookLogCallback);
+}
+
+void StopLog() { (void)dunmar::LogTargetRegistry::Instance().Unregister(LogTarget()); }
+
+void SetLogTarget(dunmar::LogTargetBase* target) { currentLogTarget = target; }
+
+dunmar::LogTargetBase* LogTarget() { return currentLogTarget; }
 
 void SetFrontEnd(dunmar::AbstractLogger* frontEnd) { currentFrontEnd = frontEnd; }
 

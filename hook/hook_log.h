@@ -2,12 +2,27 @@
 #define HOOK_HOOK_LOG_H_
 
 #include "log/api/abstract_logger.h"
+#include "log/api/level.h"
 #include "log/api/log_call.h"
+#include "log/api/printf_format.h"
+#include "log/log_target_base.h"
 
 namespace hook {
 
 // The name that every record of the hook carries.
 inline constexpr const char* kModuleName = "ZintCustomHook";
+
+// Process-wide: opens the hook's log, as "Ixer.log" in the console user's logs folder, and makes
+// the actions' messages and those of whoever is handed `FrontEnd()` reach it. Where there is no log
+// to be had they are dropped. Target and front end stay until the process ends.
+void StartLog();
+
+// Process-wide: takes the target from the registry, which closes the log. The log call stays set.
+void StopLog();
+
+// Process-wide: the target of the hook's log. Null at first. Not owned.
+void SetLogTarget(dunmar::LogTargetBase* target);
+[[nodiscard]] dunmar::LogTargetBase* LogTarget();
 
 // Process-wide: the front end that `HookLogCallback` hands messages to. Null at first.
 // Not owned.

@@ -8,6 +8,7 @@
 #include "fileutils/path_kind.h"
 #include "hook/application_shortcut.h"
 #include "hook/cef_folder.h"
+#include "hook/hook_log.h"
 #include "hook/process_start.h"
 #include "hook/specifier_manifest.h"
 
@@ -28,7 +29,9 @@ std::optional<std::string> FindValue(const cmdline::CommandLineParser& parser,
 
 int HookMain(int argc, char** argv) {
   PrepareProcess();
+  StartLog();
   cmdline::CommandLineParser parser;
+  parser.SetLogger(FrontEnd());
   (void)parser.Parse(argc, argv);
   const bool isUpdate = IsUpdate(FindValue(parser, "update"));
   switch (ChooseBranch(FindValue(parser, "install"))) {
@@ -39,6 +42,7 @@ int HookMain(int argc, char** argv) {
       RunRemovalActions(isUpdate);
       break;
   }
+  StopLog();
   return 0;
 }
 

@@ -1,19 +1,36 @@
 #include "hook/hook_log.h"
 
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
+#include <sys/types.h>
+#include <unistd.h>
 #include <vector>
 
 #include "log/api/level.h"
 #include "log/api/log_call.h"
+#include "log/log_target_registry.h"
+#include "log/log_target_registry_for_testing.h"
+#include "platform/console_user.h"
+#include "tests/hook/machine_in_folder.h"
+#include "tests/support/fake_host.h"
+#include "tests/support/files.h"
 #include "tests/support/recording_logger.h"
 #include "tests/support/resting_state.h"
+#include "tests/support/run_in_root.h"
+#include "tests/support/shape.h"
+#include "tests/support/tree.h"
 
 namespace hook {
 namespace {
 
 const test::RestingStateCheck kFrontEndIsEmpty([] {
   return FrontEnd() == nullptr ? std::string() : std::string("the hook's front end is still set");
+});
+
+const test::RestingStateCheck kLogTargetIsEmpty([] {
+  return LogTarget() == nullptr ? std::string() : std::string("the hook's log target is still set");
 });
 
 class ScopedFrontEnd {
@@ -125,6 +142,167 @@ TEST(HookLog, ReachesTheFrontEndThroughTheCallback) {
                                                .text5 = "",
                                                .format = "Inside Action | %s",
                                                .message = "Inside Action | /a%sb"}}));
+}
+
+TEST(LogTarget, IsNullAtFirst) { EXPECT_EQ(LogTarget(), nullptr); }
+
+constexpr const char* kLogs = "Users/mia/Library/Logs";
+constexpr const char* kLog = "Users/mia/Library/Logs/Caldris/Ixer/Ixer.log";
+
+// The lines of the log, each without its timestamp.
+std::vector<std::string> LogLines(const test::MachineInFolder& machine) {
+  constexpr std::size_t kLength = test::kTimestampShape.size();
+  std::vector<std::string> lines;
+  std::istringstream text(test::GetFile(machine.At(kLog)).value_or("(no log)\n"));
+  for (std::string line; std::getline(text, line);) {
+    EXPECT_TRUE(test::HasShape(line.substr(0, kLength), test::kTimestampShape)) << line;
+    lines.push_back(line.erase(0, kLength));
+  }
+  return lines;
+}
+
+// A line as this process writes it, whose number is that of its only thread too.
+std::string Line(const std::string& level, const std::string& component,
+                 const std::string& message) {
+  return " | [" + level + "] |  | ZintCustomHook |  |  |  | " + component + " | " +
+         std::to_string(getpid()) + " | " + std::to_string(geteuid()) + " | " + message;
+}
+
+// A file where the logs folder would be: there is no log to be had then, not even elsewhere.
+void ObstructLog(const test::MachineInFolder& machine) {
+  test::PutFile(machine.At(kLogs), "in the way");
+}
+
+TEST(StartLog, SetsTargetFrontEndAndLogCall) {
+  const test::MachineInFolder machine;
+  test::RunInChild([] {
+    StartLog();
+    ASSERT_NE(LogTarget(), nullptr);
+    EXPECT_EQ(LogTarget()->GetName(), "ZintCustomHook");
+    EXPECT_EQ(LogTarget()->GetLevel(), 30);
+    EXPECT_EQ(LogTarget()->GetReferenceCount(), 1U);
+    EXPECT_NE(FrontEnd(), nullptr);
+    EXPECT_EQ(dunmar::LogCall(), HookLogCallback);
+    StopLog();
+  });
+}
+
+TEST(StartLog, MakesAnEmptyLogInTheConsoleUsersHome) {
+  const test::MachineInFolder machine;
+  const test::Tree before = test::ReadTree(machine.folder.Path());
+  test::RunInChild([] {
+    StartLog();
+    StopLog();
+  });
+  EXPECT_EQ(test::CompareTrees(before, test::ReadTree(machine.folder.Path())),
+            (std::vector<std::string>{"+ Users/mia/Library", "+ Users/mia/Library/Logs",
+                                      "+ Users/mia/Library/Logs/Caldris",
+                                      "+ Users/mia/Library/Logs/Caldris/Ixer",
+                                      "+ Users/mia/Library/Logs/Caldris/Ixer/Ixer.log"}));
+  EXPECT_EQ(test::GetFile(machine.At(kLog)), "");
+  EXPECT_EQ(test::GetMode(machine.At(kLog)), mode_t{0666});
+}
+
+TEST(StartLog, MakesMessagesReachTheLog) {
+  const test::MachineInFolder machine;
+  test::RunInChild([&] {
+    StartLog();
+    HOOK_LOG(dunmar::kTrace, "too low");
+    HOOK_LOG(dunmar::kDebug, "too low");
+    HOOK_LOG(dunmar::kInfo, "Inside Action | %s", "/a%sb");
+    HOOK_LOG(dunmar::kError, "plain");
+    FrontEnd()->Log(dunmar::kWarn, "", "CommandLineParser", "%d", 7);
+    EXPECT_EQ(LogLines(machine), (std::vector<std::string>{
+                                     Line("INFO", "ZintCustomHook", "Inside Action | /a%sb"),
+                                     Line("ERROR", "ZintCustomHook", "plain"),
+                                     Line("WARN", "CommandLineParser", "7"),
+                                 }));
+    StopLog();
+  });
+}
+
+TEST(StartLog, SetsTheLevelBeforeTheFileHasItsName) {
+  const struct {
+    const char* marker;
+    dunmar::LogLevel level;
+  } rows[] = {
+      {"Ixer.trace", 30},   {"Ixer.debug", 30}, {"Dunmar.trace", 10},
+      {"Dunmar.debug", 20}, {"kobb.trace", 10}, {"kobb.debug", 20},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.marker);
+    const test::MachineInFolder machine;
+    test::PutFile(machine.At(std::string(kLogs) + "/" + row.marker), "");
+    test::RunInChild([&] {
+      StartLog();
+      EXPECT_EQ(LogTarget()->GetLevel(), row.level);
+      StopLog();
+    });
+  }
+}
+
+TEST(StartLog, FindsMarkersByTheConsoleUsersNameAndTheLogByItsOwnHome) {
+  test::MachineInFolder machine;
+  machine.host.console.user = platform::ConsoleUser{"greta", 501, 20};
+  machine.host.directories.homes["greta"] = machine.At("Users/greta");
+  test::PutFile(machine.At("Users/greta/Library/Logs/kobb.debug"), "");
+  test::PutFile(machine.At(std::string(kLogs) + "/kobb.trace"), "");
+  test::PutFile(machine.At(kLog), "");
+  test::RunInChild([] {
+    StartLog();
+    EXPECT_EQ(LogTarget()->GetLevel(), 20);
+    HOOK_LOG(dunmar::kInfo, "text");
+    StopLog();
+  });
+  EXPECT_EQ(LogLines(machine).size(), 1U);
+}
+
+TEST(StopLog, ClosesTheLogAndLeavesTheRestSet) {
+  const test::MachineInFolder machine;
+  test::RunInChild([&] {
+    const std::string resting = test::DescribeUnrest();
+    StartLog();
+    dunmar::LogTargetBase* const target = LogTarget();
+    dunmar::AbstractLogger* const frontEnd = FrontEnd();
+    HOOK_LOG(dunmar::kInfo, "before");
+    StopLog();
+    HOOK_LOG(dunmar::kInfo, "after");
+    EXPECT_EQ(LogLines(machine),
+              std::vector<std::string>{Line("INFO", "ZintCustomHook", "before")});
+    EXPECT_EQ(LogTarget(), target);
+    EXPECT_EQ(target->GetReferenceCount(), 0U);
+    EXPECT_EQ(FrontEnd(), frontEnd);
+    EXPECT_EQ(dunmar::LogCall(), HookLogCallback);
+    // Neither registered target, nor descriptor, nor semaphores.
+    dunmar::SetLogCall(nullptr);
+    SetFrontEnd(nullptr);
+    SetLogTarget(nullptr);
+    EXPECT_EQ(test::DescribeUnrest(), resting);
+  });
+}
+
+TEST(StopLog, DoesNothingWhereNoLogWasStarted) {
+  StopLog();
+  EXPECT_EQ(LogTarget(), nullptr);
+}
+
+TEST(HookLog, DropsMessagesWhereThereIsNoLogToBeHad) {
+  const test::MachineInFolder machine;
+  ObstructLog(machine);
+  const test::Tree before = test::ReadTree(machine.folder.Path());
+  test::RunInChild([&] {
+    StartLog();
+    ASSERT_NE(LogTarget(), nullptr);
+    EXPECT_EQ(LogTarget()->GetReferenceCount(), 0U);
+    EXPECT_TRUE(dunmar::IsEmptyForTesting(dunmar::LogTargetRegistry::Instance()));
+    EXPECT_EQ(dunmar::LogCall(), HookLogCallback);
+    ASSERT_NE(FrontEnd(), nullptr);
+    HOOK_LOG(dunmar::kFatal, "%s", "lost");
+    FrontEnd()->Log(dunmar::kFatal, "", "CommandLineParser", "lost");
+    StopLog();
+  });
+  EXPECT_EQ(test::CompareTrees(before, test::ReadTree(machine.folder.Path())),
+            std::vector<std::string>());
 }
 
 }  // namespace

@@ -200,7 +200,10 @@ TEST(HookMain, LeavesThisAfterAnInstallOnAFreshMachine) {
              "+ Library/Application Support/Velmora",
              "+ Library/Application Support/Velmora/Pellan",
              "+ Library/Application Support/Velmora/Pellan/specifiers",
-             "+ Library/Application Support/Velmora/Pellan/specifiers/caldris.xml"}));
+             "+ Library/Application Support/Velmora/Pellan/specifiers/caldris.xml",
+             "+ Users/mia/Library", "+ Users/mia/Library/Logs", "+ Users/mia/Library/Logs/Caldris",
+             "+ Users/mia/Library/Logs/Caldris/Ixer",
+             "+ Users/mia/Library/Logs/Caldris/Ixer/Ixer.log"}));
   EXPECT_EQ(test::GetFile(machine.At(kManifest)),
             "<?xml version=\"1.0\"?><SpecifierManifest Version=\"1.0\"><Name>caldris</Name>"
             "<Version>6.7.0</Version><Locale></Locale><Group></Group><Path>" +
@@ -216,7 +219,8 @@ TEST(HookMain, LeavesTheFoldersOnRemoval) {
   test::RunInChild([] { EXPECT_EQ(RunHook({}), 0); });
   EXPECT_EQ(test::CompareTrees(before, test::ReadTree(machine.folder.Path())),
             (Lines{"- Applications/Velmora Caldris/Velmora Caldris",
-                   "- Library/Application Support/Velmora/Pellan/specifiers/caldris.xml"}));
+                   "- Library/Application Support/Velmora/Pellan/specifiers/caldris.xml",
+                   "~ Users/mia/Library/Logs/Caldris/Ixer/Ixer.log"}));
 }
 
 // Looks at the machine while the icon is being set: amid the middle one of the three actions.
@@ -272,6 +276,7 @@ TEST(HookMain, EndsWithZeroThoughEveryInstallActionFails) {
   test::PutFile(machine.At("blocked"), "in the way");
   machine.host.directories.folders[{2, 1}] = machine.At("blocked");
   machine.host.directories.folders[{2, 14}] = machine.At("blocked");
+  test::PutFile(machine.At("Users/mia/Library/Logs"), "in the way of a log");
   const test::Tree before = test::ReadTree(machine.folder.Path());
   test::RunInChild([] { EXPECT_EQ(RunHook({"--install=1"}), 0); });
   EXPECT_EQ(test::CompareTrees(before, test::ReadTree(machine.folder.Path())), Lines{});
@@ -281,6 +286,7 @@ TEST(HookMain, EndsWithZeroThoughEveryRemovalActionFails) {
   const test::MachineInFolder machine;
   test::PutFile(machine.At(std::string(kManifest) + "/file"), "kept");
   test::PutFile(machine.At(std::string(kLink) + "/file"), "kept");
+  test::PutFile(machine.At("Users/mia/Library/Logs"), "in the way of a log");
   const test::Tree before = test::ReadTree(machine.folder.Path());
   test::RunInChild([] { EXPECT_EQ(RunHook({}), 0); });
   EXPECT_EQ(test::CompareTrees(before, test::ReadTree(machine.folder.Path())), Lines{});

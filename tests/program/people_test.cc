@@ -1,17 +1,13 @@
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <sys/types.h>
 
 #include "tests/program/throw_away_root.h"
 #include "tests/support/files.h"
 
-// Who runs the program and who is at the console. Of the person at the console only one thing
-// shows: the home folder is not deleted, not even where it is the left-over CEF folder. So here
-// that folder is mia's home.
+// Who runs the program and who is at the console. The person at the console has the log, and the
+// home folder is not deleted, not even where it is the left-over CEF folder. Here it is about the
+// latter, so that folder is mia's home.
 
 namespace test {
 
@@ -54,14 +50,6 @@ class People : public ProgramTest {
             "STATE=active\nDISPLAY=c1\n"
             "SESSIONS=c1\nSEATS=seat0\n");
   }
-
-  // True where the console device could be made.
-  [[nodiscard]] bool AddConsole(uid_t owner) const {
-    const std::string path = root.Join("/dev/console");
-    if (mknod(path.c_str(), S_IFCHR | 0600, makedev(5, 1)) != 0) return false;
-    SetOwner(path, owner, owner);
-    return true;
-  }
 };
 
 const Changes kCefGone = {"- Applications/Utilities/Velmora Caldris/CEF"};
@@ -85,6 +73,7 @@ TEST_F(People, ConsoleUserByTheLoginManager) {
   AddSession(kMia, "user");
   EXPECT_EQ(root.Run({"--install=1"}), Changes());
   AddSession(kGreta, "user");
+  std::filesystem::remove_all(root.Join(kCef) + "/Library");  // with the log
   EXPECT_EQ(root.Run({"--install=1"}), kCefGone);
 }
 
@@ -102,30 +91,24 @@ TEST_F(People, ConsoleUserWithoutTheLoginManagersLibrary) {
 }
 
 TEST_F(People, ConsoleUserByTheConsoleDevice) {
-  NEED_REAL_ROOT();
-  if (!AddConsole(kMia)) GTEST_SKIP() << "no device can be made: " << std::strerror(errno);
+  NEED_CONSOLE(root, kMia);
   EXPECT_EQ(root.Run({"--install=1"}), Changes());
 }
 
 TEST_F(People, ConsoleDeviceOfRoot) {
-  NEED_REAL_ROOT();
-  if (!AddConsole(0)) GTEST_SKIP() << "no device can be made: " << std::strerror(errno);
+  NEED_CONSOLE(root, 0);
   EXPECT_EQ(root.Run({"--install=1"}), kCefGone);
 }
 
 TEST_F(People, ConsoleDeviceOfSomebodyWithoutAnAccount) {
-  NEED_REAL_ROOT();
-  if (!AddConsole(4711)) GTEST_SKIP() << "no device can be made: " << std::strerror(errno);
+  NEED_CONSOLE(root, 4711);
   EXPECT_EQ(root.Run({"--install=1"}), kCefGone);
 }
 
 TEST_F(People, ConsoleUserDoesNotOwnWhatRootMakes) {
-  NEED_REAL_ROOT();
-  if (!AddConsole(kGreta)) GTEST_SKIP() << "no device can be made: " << std::strerror(errno);
   const ThrowAwayRoot fresh;
-  ASSERT_EQ(mknod(fresh.Join("/dev/console").c_str(), S_IFCHR | 0600, makedev(5, 1)), 0);
-  SetOwner(fresh.Join("/dev/console"), kGreta, kGreta);
-  // Nothing is made in the person's home.
+  NEED_CONSOLE(fresh, kGreta);
+  // Nothing but the log is made in the person's home.
   MakeDirs(fresh.Join("/Users/greta"));
   SetOwner(fresh.Join("/Users/greta"), kGreta, kGreta);
   EXPECT_EQ(fresh.Run({"--install=1"}),
@@ -193,8 +176,7 @@ TEST_F(People, OrdinaryUserWhoMayWriteThere) {
 }
 
 TEST_F(People, OrdinaryUserWhileSomebodyElseIsAtTheConsole) {
-  NEED_REAL_ROOT();
-  if (!AddConsole(kMia)) GTEST_SKIP() << "no device can be made: " << std::strerror(errno);
+  NEED_CONSOLE(root, kMia);
   SetOwner(root.Join("/Applications/Utilities/Velmora Caldris"), kGreta, kGreta);
   RunOptions options;
   options.user = kGreta;
@@ -203,8 +185,7 @@ TEST_F(People, OrdinaryUserWhileSomebodyElseIsAtTheConsole) {
 }
 
 TEST_F(People, OrdinaryUserAtTheConsole) {
-  NEED_REAL_ROOT();
-  if (!AddConsole(kMia)) GTEST_SKIP() << "no device can be made: " << std::strerror(errno);
+  NEED_CONSOLE(root, kMia);
   SetOwner(root.Join("/Applications/Utilities/Velmora Caldris"), kMia, kMia);
   RunOptions options;
   options.user = kMia;

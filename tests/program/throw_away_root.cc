@@ -10,6 +10,9 @@
 #include <grp.h>
 #include <memory>
 #include <set>
+#include <string_view>
+#include <sys/ipc.h>
+#include <sys/sem.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -20,6 +23,9 @@
 
 #if __has_include(<sched.h>)
 #include <sched.h>
+#endif
+#if __has_include(<sys/sysmacros.h>)
+#include <sys/sysmacros.h>
 #endif
 // Only where there are namespaces are the arguments of mount those used here.
 #ifdef CLONE_NEWNS
@@ -32,6 +38,7 @@ namespace {
 
 constexpr unsigned int kLongestRunSeconds = 10;
 constexpr int kNotStarted = 127;
+constexpr std::string_view kLogPlace = "/Caldris/Ixer/Ixer.log";
 
 void FailWithErrno(const std::string& what) {
   const int error = errno;
@@ -182,19 +189,52 @@ int WaitForEnd(pid_t process) {
   return status;
 }
 
-// Runs the program in the current root and expects it to end well and in silence.
-void RunHere(const std::vector<std::string>& arguments, const RunOptions& options) {
+// Runs the program in the current root and expects it to end well and in silence. Returns its
+// process id.
+pid_t RunHere(const std::vector<std::string>& arguments, const RunOptions& options) {
   const Pipe input;
   const Pipe output;
   const Pipe errors;
   const pid_t process = fork();
   if (process == 0) BecomeProgram(arguments, options, input, output, errors);
-  if (process < 0) return FailWithErrno("fork");
+  if (process < 0) {
+    FailWithErrno("fork");
+    return process;
+  }
   const int status = WaitForEnd(process);
   if (WIFSIGNALED(status)) ADD_FAILURE() << "ended by: " << strsignal(WTERMSIG(status));
   EXPECT_EQ(WEXITSTATUS(status), 0);
   EXPECT_EQ(output.Content(), "");
   EXPECT_EQ(errors.Content(), "");
+  return process;
+}
+
+// The key of the set comes from the file.
+void ExpectNoSemaphoreSets(const Tree& tree) {
+  for (const auto& [path, item] : tree) {
+    if (!("/" + path).ends_with(kLogPlace)) continue;
+    const key_t key = ftok(("/" + path).c_str(), 11);
+    if (key == -1) continue;
+    EXPECT_EQ(semget(key, 0, 0), -1) << "semaphore set left for " << path;
+  }
+}
+
+Changes WithoutLog(const Changes& changes) {
+  std::set<std::string> left;
+  for (const std::string& line : changes) {
+    std::string path = line.substr(2);
+    if (line[0] == '-' || !("/" + path).ends_with(kLogPlace)) continue;
+    left.insert(line);
+    while (path.find('/') != std::string::npos) {
+      path.resize(path.rfind('/'));
+      left.insert("+ " + path);
+    }
+  }
+  Changes rest;
+  for (const std::string& line : changes) {
+    if (left.count(line) == 0) rest.push_back(line);
+  }
+  return rest;
 }
 
 }  // namespace
@@ -204,10 +244,11 @@ ThrowAwayRoot::ThrowAwayRoot() {
   EXPECT_TRUE(AddLibrary(""));
   PutFile(Join("/Installer/Caldris.app/Contents/Resources/CaldrisApplicationFolder.icns"),
           IconFile());
-  for (const char* folder :
-       {"/Applications", "/Library/Application Support", "/Users", "/proc", "/tmp", "/var"}) {
+  for (const char* folder : {"/Applications", "/Library/Application Support", "/Users", "/proc",
+                             "/root", "/tmp", "/var"}) {
     MakeDirs(Join(folder));
   }
+  SetMode(Join("/root"), 0700);
   PutFile(Join("/etc/passwd"),
           "root:x:0:0:root:/root:/bin/sh\n"
           "mia:x:1000:1000:Mia:/Users/mia:/bin/sh\n"
@@ -234,6 +275,13 @@ void ThrowAwayRoot::AddCefFolder() const {
   PutFile(Join("/Applications/Utilities/Velmora Caldris/CEF/locales/en.pak"), "left over");
 }
 
+bool ThrowAwayRoot::AddConsole(uid_t owner) const {
+  const std::string path = Join("/dev/console");
+  if (!MakeDevice(path, 5, 1)) return false;
+  SetOwner(path, owner, owner);
+  return true;
+}
+
 bool ThrowAwayRoot::AddLibrary(const std::string& name) const {
   bool found = name.empty();
   for (const std::string& path : FindLibraries(name)) {
@@ -245,8 +293,14 @@ bool ThrowAwayRoot::AddLibrary(const std::string& name) const {
 
 Changes ThrowAwayRoot::Run(const std::vector<std::string>& arguments,
                            const RunOptions& options) const {
-  const File changes(std::tmpfile());
-  if (changes == nullptr) {
+  return WithoutLog(RunWithLog(arguments, options).changes);
+}
+
+Outcome ThrowAwayRoot::RunWithLog(const std::vector<std::string>& arguments,
+                                  const RunOptions& options) const {
+  // The process id, then the changes.
+  const File report(std::tmpfile());
+  if (report == nullptr) {
     FailWithErrno("temporary file");
     return {};
   }
@@ -258,15 +312,24 @@ Changes ThrowAwayRoot::Run(const std::vector<std::string>& arguments,
       folder_.Path(),
       [&] {
         const Tree before = ReadTree("/");
-        RunHere(arguments, here);
-        for (const std::string& line : CompareTrees(before, ReadTree("/"))) {
-          (void)std::fprintf(changes.get(), "%s\n", line.c_str());
+        const pid_t process = RunHere(arguments, here);
+        if (options.afterEnd) options.afterEnd();
+        const Tree after = ReadTree("/");
+        ExpectNoSemaphoreSets(after);
+        (void)std::fprintf(report.get(), "%ld\n", static_cast<long>(process));
+        for (const std::string& line : CompareTrees(before, after)) {
+          (void)std::fprintf(report.get(), "%s\n", line.c_str());
         }
-        (void)std::fflush(changes.get());
+        (void)std::fflush(report.get());
       },
       rootOptions);
-  std::rewind(changes.get());
-  return ReadLines(changes.get());
+  std::rewind(report.get());
+  Outcome outcome;
+  outcome.changes = ReadLines(report.get());
+  if (outcome.changes.empty()) return outcome;
+  outcome.process = outcome.changes.front();
+  outcome.changes.erase(outcome.changes.begin());
+  return outcome;
 }
 
 void ProgramTest::SetUp() {
@@ -279,6 +342,10 @@ std::string IconImage() {
   using std::string_literals::operator""s;
   // A signature, then the beginning of a header that tells 128 by 128 pixels.
   return "\x89PNG\r\n\x1A\n\0\0\0\x0DIHDR\0\0\0\x80\0\0\0\x80\x08\x06\0\0\0"s;
+}
+
+bool MakeDevice(const std::string& path, unsigned int major, unsigned int minor) {
+  return mknod(path.c_str(), S_IFCHR | 0600, makedev(major, minor)) == 0;
 }
 
 #ifdef CLONE_NEWNS

@@ -1,6 +1,8 @@
 #ifndef TESTS_PROGRAM_THROW_AWAY_ROOT_H_
 #define TESTS_PROGRAM_THROW_AWAY_ROOT_H_
 
+#include <cerrno>
+#include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
@@ -33,13 +35,22 @@ struct RunOptions {
   std::function<void()> mounts;
   // Called inside the root, in the process that is about to become the program.
   std::function<void()> beforeStart;
+  // Called inside the root, in the program's parent, after the program has ended. What is done here
+  // to the tree counts as done by the program.
+  std::function<void()> afterEnd;
+};
+
+// What a run did in full, log included.
+struct Outcome {
+  Changes changes;
+  std::string process;  // the program's process id, as it saw it itself
 };
 
 // A machine to run the program on, as the installer finds it:
 //
 //   /Installer/ZintCustomHook   the program; the libraries that it needs are there as well
 //   /Installer/Caldris.app/Contents/Resources/CaldrisApplicationFolder.icns
-//   /Applications, /Library/Application Support, /Users, /tmp, /proc, /var
+//   /Applications, /Library/Application Support, /Users, /root, /tmp, /proc, /var
 //   /etc/passwd                 root, mia (uid 1000) and greta (uid 1001)
 //   /dev/null                   a plain file, so that it shows whatever is written to it
 class ThrowAwayRoot {
@@ -55,14 +66,21 @@ class ThrowAwayRoot {
   void AddEarlierInstallation() const;
   // Puts in a left-over CEF folder with something in it.
   void AddCefFolder() const;
+  // Puts in the device of the console, with `owner` at the console. False where no device can be
+  // made.
+  [[nodiscard]] bool AddConsole(uid_t owner) const;
   // Puts in a shared library that the program opens at run time, with all that it needs. False
   // where this machine has none of that name.
   [[nodiscard]] bool AddLibrary(const std::string& name) const;
 
   // Runs the program, in namespaces of its own where they are to be had, and returns what became
-  // of the tree. The calling test fails unless the program ends with status 0 within 10 seconds
-  // and prints nothing.
+  // of the tree, its log aside: left out are each file "Caldris/Ixer/Ixer.log" that was made or
+  // changed, and the folders that were made on the way to it. The calling test fails unless the
+  // program ends with status 0 within 10 seconds, prints nothing and leaves no semaphore set.
   Changes Run(const std::vector<std::string>& arguments, const RunOptions& options = {}) const;
+  // The same with nothing left out.
+  Outcome RunWithLog(const std::vector<std::string>& arguments,
+                     const RunOptions& options = {}) const;
 
  private:
   ScopedTempDir folder_;
@@ -77,9 +95,13 @@ class ProgramTest : public testing::Test {
   void SetUp() override;
 };
 
-// For tests with several real users, and for tests that mount.
+// For tests with several real users, with somebody at the console of a ThrowAwayRoot, and for tests
+// that mount.
 #define NEED_REAL_ROOT() \
   if (const std::string whyNot = ::test::WhyNoRealRoot(); !whyNot.empty()) GTEST_SKIP() << whyNot
+#define NEED_CONSOLE(root, owner) \
+  NEED_REAL_ROOT();               \
+  if (!(root).AddConsole(owner)) GTEST_SKIP() << "no device can be made: " << std::strerror(errno)
 #define NEED_MOUNTS() \
   if (const std::string whyNot = ::test::WhyNoMounts(); !whyNot.empty()) GTEST_SKIP() << whyNot
 
@@ -104,6 +126,9 @@ inline constexpr std::string_view kManifest =
 
 // The image in the application's icon file.
 [[nodiscard]] std::string IconImage();
+
+// Makes a character device, by its Linux numbers. False where that is refused.
+[[nodiscard]] bool MakeDevice(const std::string& path, unsigned int major, unsigned int minor);
 
 // Mounting, for RunOptions::mounts. A failure is a failure of the test.
 void MountFolder(const std::string& source, const std::string& target);
