@@ -31,6 +31,7 @@ function(zint_module name)
       FILES_MATCHING
       PATTERN "*.h"
       PATTERN "*_for_testing.h" EXCLUDE
+      PATTERN "macos" EXCLUDE
       PATTERN "posix" EXCLUDE)
   endif()
 endfunction()

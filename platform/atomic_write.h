@@ -13,12 +13,13 @@ namespace platform {
 // the process is killed. True when the new content is in place.
 //
 // Replaces a regular file or a link (the link itself, never what it leads to);
-// other names of a replaced file keep the old bytes. Anything else at `path` is
-// a failure and left alone, and so is a trailing "/". The file keeps the
+// other names of a replaced file keep the old bytes. A folder at `path` is a
+// failure and left alone, and so is a trailing "/". The file keeps the
 // permission bits of the regular file that it replaces, otherwise it gets 0666
 // less umask; owner and group are the writer's.
 //
-// POSIX half: links among the ancestors under the owner rule of path_walk.h. The
+// POSIX half: items of other kinds at `path` are a failure as well. Links among
+// the ancestors under the owner rule of path_walk.h. The
 // content goes to a temporary file beside the target, dot-prefixed and made
 // exclusively, is synced, renamed over the target, and the folder is synced.
 // Any failure removes the temporary file. A killed process leaves at most one;

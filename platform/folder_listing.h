@@ -20,7 +20,7 @@ struct WalkEntry {
 
 // enumeratorAtPath: of NSFileManager: everything below a folder, each folder
 // before what is in it, in no particular order among siblings. Links are
-// reported and never entered, nor are mount points. `visit` is called for each
+// reported and never entered, nor are mount points in the POSIX half. `visit` is called for each
 // entry; for a folder its result says whether to enter it (skipDescendants),
 // for anything else it does not matter. `visit` may remove the entry that it
 // was handed. A root that is missing or no folder yields nothing; what cannot

@@ -17,6 +17,9 @@ class ProcessIdentity {
   ~ProcessIdentity() = default;
 };
 
+// The system's own, the same on every system.
+[[nodiscard]] ProcessIdentity& SystemProcessIdentity();
+
 }  // namespace platform
 
 #endif  // PLATFORM_PROCESS_IDENTITY_H_

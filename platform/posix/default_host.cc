@@ -7,7 +7,7 @@ const Host& DefaultHost() {
   static const Host host{
       .console = &PosixConsoleUserSource(),
       .directories = &PosixDirectoryLookup(),
-      .identity = &PosixProcessIdentity(),
+      .identity = &SystemProcessIdentity(),
       .clock = &SystemClock(),
       .info = &PosixHostInfo(),
       .desktop = &PosixDesktop(),

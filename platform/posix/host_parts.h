@@ -15,7 +15,6 @@ namespace platform {
 
 [[nodiscard]] ConsoleUserSource& PosixConsoleUserSource();
 [[nodiscard]] DirectoryLookup& PosixDirectoryLookup();
-[[nodiscard]] ProcessIdentity& PosixProcessIdentity();
 [[nodiscard]] HostInfo& PosixHostInfo();
 [[nodiscard]] Desktop& PosixDesktop();
 

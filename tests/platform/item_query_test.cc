@@ -9,6 +9,8 @@
 #include "tests/support/run_in_root.h"
 #include "tests/support/scoped_temp_dir.h"
 
+using namespace std::string_literals;
+
 namespace platform {
 namespace {
 
@@ -136,6 +138,19 @@ TEST(GetItemSize, FailsWithoutAnItemAndLeavesTheSize) {
   EXPECT_FALSE(GetItemSize(dir.Join("missing"), &size));
   EXPECT_FALSE(GetItemSize("", &size));
   EXPECT_EQ(size, 42U);
+}
+
+TEST(ItemExists, FindsNothingAtAPathWithANulByte) {
+  const test::ScopedTempDir dir;
+  test::PutFile(dir.Join("file"), "");
+  EXPECT_FALSE(ItemExists(dir.Join("file\0x"s), nullptr));
+}
+
+TEST(GetItemSize, FindsNothingAtAPathWithANulByte) {
+  const test::ScopedTempDir dir;
+  test::PutFile(dir.Join("file"), "");
+  std::uint64_t size = 0;
+  EXPECT_FALSE(GetItemSize(dir.Join("file\0x"s), &size));
 }
 
 }  // namespace

@@ -1,14 +1,21 @@
 #include "platform/path_text.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <optional>
 #include <string>
 
 #include "tests/support/files.h"
+#include "tests/support/known_faults.h"
 #include "tests/support/scoped_temp_dir.h"
+
+using namespace std::string_literals;
 
 namespace platform {
 namespace {
+
+using test::Fault;
 
 struct Parts {
   const char* path;
@@ -16,7 +23,14 @@ struct Parts {
   const char* folder;            // DeletingLastPathComponent
   const char* extension;         // PathExtension
   const char* withoutExtension;  // DeletingPathExtension
+  std::optional<Fault> fault = std::nullopt;
 };
+
+// The row falls victim to one of these faults.
+bool IsVoid(std::optional<Fault> fault, std::initializer_list<Fault> faults) {
+  return fault && test::HasFault(*fault) &&
+         std::find(faults.begin(), faults.end(), *fault) != faults.end();
+}
 
 // Null where the systems that have these rules differ among themselves.
 constexpr Parts kParts[] = {
@@ -27,21 +41,21 @@ constexpr Parts kParts[] = {
     {"a/", "a", "", "", "a"},
     {"/a", "a", "/", "", "/a"},
     {"/a/", "a", "/", "", "/a"},
-    {"//a", "a", "/", "", "/a"},
-    {"a//b", "b", "a", "", "a/b"},
+    {"//a", "a", "/", "", "/a", Fault::kKeepsDoubledSlashes},
+    {"a//b", "b", "a", "", "a/b", Fault::kKeepsDoubledSlashes},
     {"/a/b.c", "b.c", "/a", "c", "/a/b"},
     {"/a/b.c/", "b.c", "/a", "c", "/a/b"},
     {"/a.b/c", "c", "/a.b", "", "/a.b/c"},
     {".hidden", ".hidden", "", "", ".hidden"},
-    {"/tmp/.hidden", ".hidden", "/tmp", "", "/tmp/.hidden"},
+    {"/tmp/.hidden", ".hidden", "/tmp", "", "/tmp/.hidden", Fault::kTakesHiddenNamesForExtensions},
     {".hidden.txt", ".hidden.txt", "", "txt", ".hidden"},
     {"a.", "a.", "", "", nullptr},
     {"a..b", "a..b", "", "b", "a."},
     {".", ".", "", "", "."},
-    {"..", "..", "", "", ".."},
-    {"/..", "..", "/", "", "/.."},
+    {"..", "..", "", "", "..", Fault::kTakesHiddenNamesForExtensions},
+    {"/..", "..", "/", "", "/..", Fault::kTakesHiddenNamesForExtensions},
     {"/../a", "a", "/..", "", "/../a"},
-    {"a/..", "..", "a", "", "a/.."},
+    {"a/..", "..", "a", "", "a/..", Fault::kTakesHiddenNamesForExtensions},
     {"/tmp/scratch.tiff", "scratch.tiff", "/tmp", "tiff", "/tmp/scratch"},
     {"/tmp/scratch.tiff/", "scratch.tiff", "/tmp", "tiff", "/tmp/scratch"},
     {"/tmp/", "tmp", "/", "", "/tmp"},
@@ -49,22 +63,36 @@ constexpr Parts kParts[] = {
     {"scratch.bundle/", "scratch.bundle", "", "bundle", "scratch"},
     {"scratch..tiff", "scratch..tiff", "", "tiff", "scratch."},
     {"~", "~", "", "", "~"},
-    {"~/x", "x", "~", "", "~/x"},
+    {"~/x", "x", "~", "", "~/x", Fault::kKeepsTheSlashBehindATilde},
     {"a/b/c.tar.gz", "c.tar.gz", "a/b", "gz", "a/b/c.tar"},
     {"..zip", "..zip", "", nullptr, nullptr},
     {"..name.txt", "..name.txt", "", "txt", "..name"},
     {"name.ext with space", "name.ext with space", "", nullptr, nullptr},
-    {"/a/b/.c/", ".c", "/a/b", "", "/a/b/.c"},
+    {"/a/b/.c/", ".c", "/a/b", "", "/a/b/.c", Fault::kTakesHiddenNamesForExtensions},
     {"café.téxt", "café.téxt", "", "téxt", "café"},
     {"/😎/❤️/", "❤️", "/😎", "", "/😎/❤️"},
     {"日本語.txt", "日本語.txt", "", "txt", "日本語"},
     {"a.日", "a.日", "", "日", "a"},
-    {"\\a\\b", "\\a\\b", "", "", "\\a\\b"},
+    {"\\a\\b", "\\a\\b", "", "", "\\a\\b", Fault::kTakesBackslashesForSlashes},
     {"Name.TXT", "Name.TXT", "", "TXT", "Name"},
 };
 
+TEST(PathText, MakesNothingOfANulByte) {
+  const std::string nul = "a\0b"s;
+  EXPECT_EQ(AppendingPathComponent(nul, "x"), std::nullopt);
+  EXPECT_EQ(AppendingPathComponent("x", nul), std::nullopt);
+  EXPECT_EQ(LastPathComponent(nul), std::nullopt);
+  EXPECT_EQ(DeletingLastPathComponent(nul), std::nullopt);
+  EXPECT_EQ(PathExtension(nul), std::nullopt);
+  EXPECT_EQ(DeletingPathExtension(nul), std::nullopt);
+  EXPECT_EQ(AppendingPathExtension(nul, "x"), std::nullopt);
+  EXPECT_EQ(AppendingPathExtension("x", nul), std::nullopt);
+  EXPECT_EQ(StandardizingPath(nul), std::nullopt);
+}
+
 TEST(LastPathComponent, IsTheTextAfterTheLastSlashOfTheNormalForm) {
   for (const Parts& row : kParts) {
+    if (IsVoid(row.fault, {Fault::kTakesBackslashesForSlashes})) continue;
     SCOPED_TRACE(row.path);
     EXPECT_EQ(LastPathComponent(row.path), row.last);
   }
@@ -72,6 +100,10 @@ TEST(LastPathComponent, IsTheTextAfterTheLastSlashOfTheNormalForm) {
 
 TEST(DeletingLastPathComponent, IsTheNormalFormUpToTheLastSlash) {
   for (const Parts& row : kParts) {
+    if (IsVoid(row.fault,
+               {Fault::kTakesBackslashesForSlashes, Fault::kKeepsTheSlashBehindATilde})) {
+      continue;
+    }
     SCOPED_TRACE(row.path);
     EXPECT_EQ(DeletingLastPathComponent(row.path), row.folder);
   }
@@ -88,6 +120,9 @@ TEST(PathExtension, IsTheTextAfterTheLastDotOfTheLastComponent) {
 TEST(DeletingPathExtension, IsTheNormalFormWithoutDotAndExtension) {
   for (const Parts& row : kParts) {
     if (row.withoutExtension == nullptr) continue;
+    if (IsVoid(row.fault, {Fault::kKeepsDoubledSlashes, Fault::kTakesHiddenNamesForExtensions})) {
+      continue;
+    }
     SCOPED_TRACE(row.path);
     EXPECT_EQ(DeletingPathExtension(row.path), row.withoutExtension);
   }
@@ -97,6 +132,7 @@ struct Joined {
   const char* path;
   const char* added;
   const char* result;  // null: no value
+  std::optional<Fault> fault = std::nullopt;
 };
 
 TEST(AppendingPathComponent, JoinsWithOneSlashAndMakesTheNormalForm) {
@@ -124,9 +160,10 @@ TEST(AppendingPathComponent, JoinsWithOneSlashAndMakesTheNormalForm) {
       {"/a", "~/x", "/a/~/x"},
       {"/tmp/", "scratch.tiff", "/tmp/scratch.tiff"},
       {"café", "日", "café/日"},
-      {"a\\", "x", "a\\/x"},
+      {"a\\", "x", "a\\/x", Fault::kTakesBackslashesForSlashes},
   };
   for (const Joined& row : kRows) {
+    if (row.fault && test::HasFault(*row.fault)) continue;
     SCOPED_TRACE(std::string(row.path) + " + " + row.added);
     EXPECT_EQ(AppendingPathComponent(row.path, row.added), row.result);
   }
@@ -134,9 +171,9 @@ TEST(AppendingPathComponent, JoinsWithOneSlashAndMakesTheNormalForm) {
 
 TEST(AppendingPathExtension, AddsADotAndTheExtensionToTheNormalForm) {
   static constexpr Joined kRows[] = {
-      {"", "txt", nullptr},
-      {"/", "txt", nullptr},
-      {"//", "txt", nullptr},
+      {"", "txt", nullptr, Fault::kGivesTheOldTextForNone},
+      {"/", "txt", nullptr, Fault::kGivesTheOldTextForNone},
+      {"//", "txt", nullptr, Fault::kGivesTheOldTextForNone},
       {"dir/", "txt", "dir.txt"},
       {"dir//", "txt", "dir.txt"},
       {"a", "txt", "a.txt"},
@@ -144,17 +181,18 @@ TEST(AppendingPathExtension, AddsADotAndTheExtensionToTheNormalForm) {
       {"a.b", "txt", "a.b.txt"},
       {"/tmp/", "tiff", "/tmp.tiff"},
       {"/~scratch", "tiff", "/~scratch.tiff"},
-      {"~scratch", "tiff", "~scratch.tiff"},
-      {"a", "", "a"},
-      {"a//b/", "", "a/b"},
+      {"~scratch", "tiff", "~scratch.tiff", Fault::kAddsNoExtensionToATilde},
+      {"a", "", "a", Fault::kAddsADotForAnEmptyExtension},
+      {"a//b/", "", "a/b", Fault::kKeepsDoubledSlashes},
       {"a", ".txt", "a..txt"},
-      {"a", "/txt", nullptr},
+      {"a", "/txt", nullptr, Fault::kGivesTheOldTextForNone},
       {"a", "tar.gz", "a.tar.gz"},
       {".hidden", "txt", ".hidden.txt"},
-      {"a//b", "txt", "a/b.txt"},
+      {"a//b", "txt", "a/b.txt", Fault::kKeepsDoubledSlashes},
       {"café", "é", "café.é"},
   };
   for (const Joined& row : kRows) {
+    if (row.fault && test::HasFault(*row.fault)) continue;
     SCOPED_TRACE(std::string(row.path) + " + " + row.added);
     const std::optional<std::string> result = AppendingPathExtension(row.path, row.added);
     if (row.result == nullptr) {
@@ -201,11 +239,14 @@ TEST(StandardizingPath, WorksOnTheTextAlone) {
 
 TEST(StandardizingPath, TakesParentsOutByTextWhereSomethingIsMissing) {
   const test::ScopedTempDir dir;
-  EXPECT_EQ(StandardizingPath(dir.Join("no such/..")), dir.Path());
+  if (!test::HasFault(Fault::kKeepsTheSlashBeforeParents)) {
+    EXPECT_EQ(StandardizingPath(dir.Join("no such/..")), dir.Path());
+  }
   EXPECT_EQ(StandardizingPath(dir.Join("no such/../x")), dir.Join("x"));
 }
 
 TEST(StandardizingPath, TakesTheRealParentsWhereEverythingExists) {
+  if (test::HasFault(Fault::kRemovesParentsByTextAlone)) GTEST_SKIP() << "GNUstep takes others";
   const test::ScopedTempDir dir;
   test::MakeDirs(dir.Join("usr/lib"));
   test::PutFile(dir.Join("usr/file"), "");

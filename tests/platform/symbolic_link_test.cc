@@ -9,6 +9,8 @@
 #include "tests/support/scoped_temp_dir.h"
 #include "tests/support/tree.h"
 
+using namespace std::string_literals;
+
 namespace platform {
 namespace {
 
@@ -84,6 +86,13 @@ TEST(CreateSymbolicLink, FailsWithAnEmptyPathOrDestination) {
   const test::ScopedTempDir dir;
   EXPECT_FALSE(CreateSymbolicLink("", "x"));
   EXPECT_FALSE(CreateSymbolicLink(dir.Join("link"), ""));
+  EXPECT_FALSE(test::IsThere(dir.Join("link")));
+}
+
+TEST(CreateSymbolicLink, FailsWithANulByte) {
+  const test::ScopedTempDir dir;
+  EXPECT_FALSE(CreateSymbolicLink(dir.Join("link\0x"s), "x"));
+  EXPECT_FALSE(CreateSymbolicLink(dir.Join("link"), "x\0y"s));
   EXPECT_FALSE(test::IsThere(dir.Join("link")));
 }
 

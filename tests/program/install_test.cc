@@ -3,6 +3,7 @@
 
 #include "tests/program/throw_away_root.h"
 #include "tests/support/files.h"
+#include "tests/support/known_faults.h"
 
 namespace test {
 
@@ -151,6 +152,9 @@ TEST_F(Install, OfAProgramInsideABundleFindsTheIconBesideTheBundle) {
   MakeDirs(root.Join("/Installer/Hook.app/Contents/MacOS"));
   std::filesystem::rename(root.Join("/Installer/ZintCustomHook"),
                           root.Join("/Installer/Hook.app/Contents/MacOS/ZintCustomHook"));
+  if (HasFault(Fault::kTakesAFolderOfItsOwnForBundle)) {
+    MakeLink(root.Join("/Installer/Hook.app/Contents/MacOS/Resources"), "/Installer");
+  }
   RunOptions options;
   options.program = "/Installer/Hook.app/Contents/MacOS/ZintCustomHook";
   EXPECT_EQ(root.Run({"--install=1"}, options),

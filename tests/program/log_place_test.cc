@@ -368,16 +368,25 @@ TEST_F(LogPlace, MayBeBehindALinkOfHisOwn) {
 
 TEST_F(LogPlace, IsNotBehindALinkToAFolderOfSomebodyElse) {
   NEED_CONSOLE(root, kMia);
-  for (const std::string link : {"/Users/mia/Library/Logs", "/Users/mia/Library/Logs/Caldris",
-                                 "/Users/mia/Library/Logs/Caldris/Ixer"}) {
+  const struct {
+    std::string link;
+    Changes foldersOnMacOS;  // made before the log is not
+  } rows[] = {
+      {"/Users/mia/Library/Logs", {"+ Elsewhere/Caldris", "+ Elsewhere/Caldris/Ixer"}},
+      {"/Users/mia/Library/Logs/Caldris", {"+ Elsewhere/Ixer"}},
+      {"/Users/mia/Library/Logs/Caldris/Ixer", {}},
+  };
+  for (const auto& [link, foldersOnMacOS] : rows) {
     SCOPED_TRACE(link);
     PutOldManifest();
+    std::filesystem::remove_all(root.Join("/Elsewhere"));
+    MakeDirs(root.Join("/Elsewhere"));
     std::filesystem::remove_all(root.Join("/Users/mia"));
     MakeHome("/Users/mia", kMia);
     MakeDirs(root.Join(std::filesystem::path(link).parent_path()));
     MakeLink(root.Join(link), "/Elsewhere");
     SetOwner(root.Join(link), kMia, kMia);
-    EXPECT_EQ(Install(), kDone);
+    EXPECT_EQ(Install(), kIsPosixHalf ? kDone : DoneAnd(foldersOnMacOS));
   }
 }
 

@@ -118,6 +118,16 @@ class ProgramTest : public testing::Test {
 #endif
 inline constexpr bool kHasAddressSanitizer = TEST_HAS_ADDRESS_SANITIZER;
 
+// Whether the program stands on the POSIX half of the platform. That half guards more than it is
+// asked to, where macOS has Foundation's ways: it uses no link of another user to a folder of
+// root's, writes over no FIFO, clears away files that a killed run left unfinished, and takes the
+// languages from the environment.
+#ifdef ZINT_MACOS_HALF
+inline constexpr bool kIsPosixHalf = false;
+#else
+inline constexpr bool kIsPosixHalf = true;
+#endif
+
 // The manifest, for an application folder at its usual place.
 inline constexpr std::string_view kManifest =
     "<?xml version=\"1.0\"?><SpecifierManifest Version=\"1.0\"><Name>caldris</Name>"

@@ -258,6 +258,20 @@ TEST(WriteFileAtomically, KeepsTheBytesToItselfUntilTheModeIsRight) {
   EXPECT_EQ(test::GetMode(dir.Join("file")), 0400U);
 }
 
+TEST(WriteFileAtomically, FailsAtAnythingButAFileOrALinkAndLeavesIt) {
+  const test::ScopedTempDir dir;
+  test::MakeDirs(dir.Join("empty"));
+  test::PutFile(dir.Join("full/file"), "content");
+  test::MakeFifo(dir.Join("fifo"));
+  ASSERT_EQ(mknod(dir.Join("socket").c_str(), S_IFSOCK | 0644, 0), 0);
+  const test::Tree before = test::ReadTree(dir.Path());
+  for (const std::string name : {"empty", "full", "fifo", "socket", ".", ""}) {
+    SCOPED_TRACE(name);
+    EXPECT_FALSE(WriteFileAtomically(dir.Join(name), "new"));
+  }
+  EXPECT_EQ(test::ReadTree(dir.Path()), before);
+}
+
 TEST(WriteFileAtomically, HidesItsTemporaryFileUnderANewShortNameEachTime) {
   const test::ScopedTempDir dir;
   ScopedSystemCalls calls;

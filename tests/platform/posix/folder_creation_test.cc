@@ -297,13 +297,6 @@ TEST(CreateFolder, GivesOwnerAndGroupOnRequestOnlyBelowAFolderThatHasThem) {
   }
 }
 
-TEST(CreateFolder, FailsWithANulByte) {
-  const test::ScopedTempDir dir;
-  EXPECT_FALSE(CreateFolder(dir.Join("a\0b"s), nullptr, nullptr));
-  EXPECT_FALSE(CreateFolder(dir.Join("a/b\0"s), nullptr, nullptr));
-  EXPECT_FALSE(test::IsThere(dir.Join("a")));
-}
-
 TEST(CreateFolder, MakesNothingBehindALinkToSomebodyElsesFolder) {
   if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
   const test::ScopedTempDir dir;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/mount.h>
+#include <unistd.h>
 #include <vector>
 
 #include "tests/support/files.h"
@@ -13,6 +14,76 @@
 namespace platform {
 
 namespace {
+
+using Names = std::vector<std::string>;
+
+constexpr uid_t kUser = 1001;
+
+class PosixFolderListingTest : public testing::Test {
+ protected:
+  [[nodiscard]] std::string At(const std::string& relative) const { return dir_.Join(relative); }
+
+  // The names in a folder, sorted; "failed" alone where it cannot be listed.
+  [[nodiscard]] static Names List(const std::string& path) {
+    Names names;
+    if (!ListFolder(path, &names)) return {"failed"};
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  // The paths that a walk visits, sorted.
+  [[nodiscard]] static Names Walk(const std::string& root) {
+    Names paths;
+    WalkFolder(root, [&](const WalkEntry& entry) {
+      paths.push_back(entry.path);
+      return true;
+    });
+    std::sort(paths.begin(), paths.end());
+    return paths;
+  }
+
+ private:
+  test::ScopedTempDir dir_;
+};
+
+using PosixListFolderTest = PosixFolderListingTest;
+
+TEST_F(PosixListFolderTest, GivesNamesOfAnyBytes) {
+  test::PutFile(At("a/\xff \n"), "x");
+  EXPECT_EQ(Names{"\xff \n"}, List(At("a")));
+}
+
+TEST_F(PosixListFolderTest, FailsBehindALinkToSomebodyElsesFolder) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  test::PutFile(At("folder/file"), "x");
+  test::MakeLink(At("link"), "folder");
+  test::SetOwner(At("link"), kUser, kUser);
+  EXPECT_EQ(Names{"failed"}, List(At("link")));
+  test::SetOwner(At("folder"), kUser, kUser);
+  EXPECT_EQ(Names{"file"}, List(At("link")));
+}
+
+using PosixWalkFolderTest = PosixFolderListingTest;
+
+TEST_F(PosixWalkFolderTest, YieldsNothingBehindALinkToSomebodyElsesFolder) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  test::PutFile(At("folder/file"), "x");
+  test::MakeLink(At("link"), "folder");
+  test::SetOwner(At("link"), kUser, kUser);
+  EXPECT_EQ(Names(), Walk(At("link")));
+  test::SetOwner(At("folder"), kUser, kUser);
+  EXPECT_EQ(Names{"file"}, Walk(At("link")));
+}
+
+TEST_F(PosixWalkFolderTest, PassesOverWhatCannotBeSearched) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  test::PutFile(At("a/b/unsearchable/x"), "x");
+  test::SetMode(At("a/b/unsearchable"), 0744);
+  test::RunInChild([&] {
+    ASSERT_EQ(0, ::seteuid(kUser));
+    EXPECT_EQ((Names{"b", "b/unsearchable"}), Walk(At("a")));
+  });
+}
 
 TEST(PosixWalkFolder, ReportsMountPointsAndDoesNotEnterThem) {
   if (const std::string why = test::WhyNoMounts(); !why.empty()) GTEST_SKIP() << why;

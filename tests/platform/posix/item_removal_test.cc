@@ -98,6 +98,75 @@ void MakeChain(const std::string& top, int length) {
   }
 }
 
+TEST_F(PosixRemoveItemTest, FailsWithoutAnItem) {
+  test::PutFile(At("file"), "x");
+  const struct {
+    std::string path;
+    std::string text;
+  } rows[] = {
+      {At("missing"), "No such file or directory: " + At("missing")},
+      {At("missing/"), "No such file or directory: " + At("missing/")},
+      {At("missing/x"), "No such file or directory: " + At("missing/x")},
+      {At("file/x"), "Not a directory: " + At("file/x")},
+      {"", "No such file or directory: "},
+      {At(std::string("file\0", 5)), "Invalid argument: " + At(std::string("file\0", 5))},
+      {At(std::string(256, 'n')), "File name too long: " + At(std::string(256, 'n'))},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.path);
+    std::string errorText;
+    EXPECT_FALSE(RemoveItem(row.path, &errorText));
+    EXPECT_EQ(row.text, errorText);
+    EXPECT_FALSE(RemoveItem(row.path, nullptr));
+  }
+  EXPECT_EQ("x", test::GetFile(At("file")));
+}
+
+TEST_F(PosixRemoveItemTest, RefusesATrailingSlashBehindAnythingButAFolder) {
+  test::PutFile(At("file"), "x");
+  test::MakeDirs(At("folder"));
+  test::MakeLink(At("link"), "folder");
+  for (const std::string path : {"file/", "link/", "link//"}) {
+    SCOPED_TRACE(path);
+    std::string errorText;
+    EXPECT_FALSE(RemoveItem(At(path), &errorText));
+    EXPECT_EQ("Not a directory: " + At(path), errorText);
+  }
+  EXPECT_TRUE(test::IsThere(At("file")));
+  EXPECT_TRUE(test::IsThere(At("link")));
+  EXPECT_TRUE(test::IsThere(At("folder")));
+}
+
+TEST_F(PosixRemoveItemTest, RefusesAFolderNamedByADot) {
+  test::PutFile(At("a/b/file"), "x");
+  const test::Tree before = test::ReadTree(dir_.Path());
+  for (const std::string path : {"a/.", "a/./", "a/b/..", "a/b/../"}) {
+    SCOPED_TRACE(path);
+    std::string errorText;
+    EXPECT_FALSE(RemoveItem(At(path), &errorText));
+    EXPECT_EQ("Invalid argument: " + At(path), errorText);
+  }
+  EXPECT_EQ(before, test::ReadTree(dir_.Path()));
+}
+
+TEST_F(PosixRemoveItemTest, TellsWhatAnOrdinaryUserMayNot) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  constexpr uid_t kUser = 1001;
+  for (const mode_t mode : {0U, 0300U, 0400U, 0555U}) {
+    SCOPED_TRACE(mode);
+    const std::string name = "his/tree" + std::to_string(mode);
+    test::PutFile(At(name + "/file"), "x");
+    for (const std::string& item : {std::string("his"), name}) {
+      test::SetOwner(At(item), kUser, kUser);
+    }
+    test::SetMode(At(name), mode);
+    test::RunInChild([&] {
+      ASSERT_EQ(0, ::seteuid(kUser));
+      ExpectFailure(At(name), "Permission denied: " + At(name));
+    });
+  }
+}
+
 TEST_F(PosixRemoveItemTest, FailsOnATreeThatIsDeeperThanAnyPathIsLong) {
   constexpr int kHalf = 1900;
   std::string way;

@@ -14,19 +14,6 @@ using namespace std::string_literals;
 namespace platform {
 namespace {
 
-TEST(PathText, MakesNothingOfANulByte) {
-  const std::string nul = "a\0b"s;
-  EXPECT_EQ(AppendingPathComponent(nul, "x"), std::nullopt);
-  EXPECT_EQ(AppendingPathComponent("x", nul), std::nullopt);
-  EXPECT_EQ(LastPathComponent(nul), std::nullopt);
-  EXPECT_EQ(DeletingLastPathComponent(nul), std::nullopt);
-  EXPECT_EQ(PathExtension(nul), std::nullopt);
-  EXPECT_EQ(DeletingPathExtension(nul), std::nullopt);
-  EXPECT_EQ(AppendingPathExtension(nul, "x"), std::nullopt);
-  EXPECT_EQ(AppendingPathExtension("x", nul), std::nullopt);
-  EXPECT_EQ(StandardizingPath(nul), std::nullopt);
-}
-
 TEST(PathText, TakesAnyOtherBytes) {
   EXPECT_EQ(AppendingPathComponent("/\xFF", "\x80.\xC3"), "/\xFF/\x80.\xC3");
   EXPECT_EQ(LastPathComponent("/\xFF/\x80.\xC3"), "\x80.\xC3");

@@ -7,17 +7,8 @@
 #include "tests/support/run_in_root.h"
 #include "tests/support/scoped_temp_dir.h"
 
-using namespace std::string_literals;
-
 namespace platform {
 namespace {
-
-TEST(CreateSymbolicLink, FailsWithANulByte) {
-  const test::ScopedTempDir dir;
-  EXPECT_FALSE(CreateSymbolicLink(dir.Join("link\0x"s), "x"));
-  EXPECT_FALSE(CreateSymbolicLink(dir.Join("link"), "x\0y"s));
-  EXPECT_FALSE(test::IsThere(dir.Join("link")));
-}
 
 TEST(CreateSymbolicLink, TakesAnyOtherBytes) {
   const test::ScopedTempDir dir;

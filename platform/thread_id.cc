@@ -1,7 +1,8 @@
 #include "platform/thread_id.h"
 
 #include <pthread.h>
-#include <unistd.h>
+
+#include "platform/kernel_thread_id.h"
 
 namespace platform {
 
@@ -19,8 +20,8 @@ std::int32_t CurrentThreadId() {
     // The child of a fork has its parent's memory and another number. Where it cannot be told
     // about that, nothing is remembered.
     static const bool forgetsInChild = pthread_atfork(nullptr, nullptr, ForgetThreadId) == 0;
-    if (!forgetsInChild) return ::gettid();
-    knownThreadId = ::gettid();
+    if (!forgetsInChild) return KernelThreadId();
+    knownThreadId = KernelThreadId();
   }
   return knownThreadId;
 }

@@ -1,0 +1,34 @@
+#include "platform/desktop.h"
+
+#import <AppKit/NSImage.h>
+#import <AppKit/NSWorkspace.h>
+
+#include "platform/macos/foundation_text.h"
+#include "platform/macos/host_parts.h"
+
+namespace platform {
+
+namespace {
+
+class MacDesktopIcons final : public Desktop {
+ public:
+  bool SetFolderIcon(const std::string& iconFile, const std::string& folder) override {
+    @autoreleasepool {
+      NSString* const file = ToFoundation(iconFile);
+      NSString* const place = ToFoundation(folder);
+      if (file == nil || place == nil) return false;
+      // No image is nil, which takes an icon away.
+      NSImage* const image = [[[NSImage alloc] initWithContentsOfFile:file] autorelease];
+      return [[NSWorkspace sharedWorkspace] setIcon:image forFile:place options:0];
+    }
+  }
+};
+
+}  // namespace
+
+Desktop& MacDesktop() {
+  static MacDesktopIcons desktop;
+  return desktop;
+}
+
+}  // namespace platform

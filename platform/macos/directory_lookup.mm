@@ -1,0 +1,64 @@
+#include "platform/directory_lookup.h"
+
+#import <Foundation/NSError.h>
+#import <Foundation/NSFileManager.h>
+#import <Foundation/NSPathUtilities.h>
+#import <Foundation/NSURL.h>
+#include <optional>
+#include <utility>
+
+#include "platform/macos/foundation_text.h"
+#include "platform/macos/host_parts.h"
+
+namespace platform {
+
+namespace {
+
+class MacDirectories final : public DirectoryLookup {
+ public:
+  bool FindDirectory(unsigned long domainMask, unsigned long directory,
+                     std::string* path) override {
+    @autoreleasepool {
+      NSError* error = nil;
+      NSURL* const url = [[NSFileManager defaultManager]
+            URLForDirectory:static_cast<NSSearchPathDirectory>(directory)
+                   inDomain:static_cast<NSSearchPathDomainMask>(domainMask)
+          appropriateForURL:nil
+                     create:YES
+                      error:&error];
+      if (url == nil || error != nil) return false;
+      return Assign([url path], path);
+    }
+  }
+
+  std::string HomeDirectory() override {
+    @autoreleasepool {
+      return FromFoundation(NSHomeDirectory()).value_or("");
+    }
+  }
+
+  bool HomeDirectoryForUser(const std::string& name, std::string* path) override {
+    @autoreleasepool {
+      // nil would stand for the user that the process is.
+      NSString* const user = ToFoundation(name);
+      return user != nil && Assign(NSHomeDirectoryForUser(user), path);
+    }
+  }
+
+ private:
+  static bool Assign(NSString* found, std::string* path) {
+    std::optional<std::string> text = FromFoundation(found);
+    if (!text) return false;
+    *path = *std::move(text);
+    return true;
+  }
+};
+
+}  // namespace
+
+DirectoryLookup& MacDirectoryLookup() {
+  static MacDirectories directories;
+  return directories;
+}
+
+}  // namespace platform

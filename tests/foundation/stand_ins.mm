@@ -1,0 +1,182 @@
+#include "tests/foundation/stand_ins.h"
+
+#import <AppKit/NSImage.h>
+#import <AppKit/NSWorkspace.h>
+#import <CoreFoundation/CoreFoundation.h>
+#import <CoreServices/CoreServices.h>
+#import <Foundation/Foundation.h>
+#import <SystemConfiguration/SystemConfiguration.h>
+#include <cstdint>
+#include <cstring>
+
+#include "platform/item_query.h"
+#include "platform/posix/host_parts.h"
+
+namespace test {
+
+namespace {
+
+bool tellsOperatingSystemVersion = true;
+
+}  // namespace
+
+std::vector<std::string>& SetIcons() {
+  static std::vector<std::string> icons;
+  return icons;
+}
+
+void SetTellsOperatingSystemVersion(bool tells) { tellsOperatingSystemVersion = tells; }
+
+}  // namespace test
+
+// A string is a C++ one.
+
+extern "C" {
+
+void CFRelease(CFTypeRef object) { delete static_cast<const std::string*>(object); }
+
+CFIndex CFStringGetLength(CFStringRef string) {
+  return static_cast<CFIndex>(reinterpret_cast<const std::string*>(string)->size());
+}
+
+CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding) { return 3 * length; }
+
+Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize, CFStringEncoding) {
+  const std::string& text = *reinterpret_cast<const std::string*>(string);
+  if (bufferSize <= static_cast<CFIndex>(text.size())) return 0;
+  std::memcpy(buffer, text.c_str(), text.size() + 1);
+  return 1;
+}
+
+CFStringRef SCDynamicStoreCopyConsoleUser(SCDynamicStoreRef, uid_t* uid, gid_t* gid) {
+  platform::ConsoleUser user;
+  if (!platform::PosixConsoleUserSource().GetConsoleUser(&user)) return nullptr;
+  *uid = user.uid;
+  *gid = user.gid;
+  return reinterpret_cast<CFStringRef>(new std::string(user.name));
+}
+
+OSErr Gestalt(OSType selector, SInt32* response) {
+  platform::OperatingSystemVersion version;
+  (void)platform::PosixHostInfo().GetOperatingSystemVersion(&version);
+  switch (selector) {
+    case gestaltSystemVersionMajor:
+      *response = static_cast<SInt32>(version.major);
+      return noErr;
+    case gestaltSystemVersionMinor:
+      *response = static_cast<SInt32>(version.minor);
+      return noErr;
+    case gestaltSystemVersionBugFix:
+      *response = static_cast<SInt32>(version.patch);
+      return noErr;
+    default:
+      return -5551;  // the framework's error for an unknown selector
+  }
+}
+}
+
+@implementation NSProcessInfo (OperatingSystemVersion)
+
+- (NSOperatingSystemVersion)operatingSystemVersion {
+  platform::OperatingSystemVersion version;
+  (void)platform::PosixHostInfo().GetOperatingSystemVersion(&version);
+  return {version.major, version.minor, version.patch};
+}
+
+- (BOOL)respondsToSelector:(SEL)selector {
+  if (sel_isEqual(selector, @selector(operatingSystemVersion))) {
+    return test::tellsOperatingSystemVersion ? YES : NO;
+  }
+  return [super respondsToSelector:selector];
+}
+
+@end
+
+#pragma clang diagnostic push
+// A category may replace a method: here it does so on purpose.
+#pragma clang diagnostic ignored "-Wobjc-protocol-method-implementation"
+
+@implementation NSFileManager (FoldersOfMacOS)
+
+- (NSURL*)URLForDirectory:(NSSearchPathDirectory)directory
+                 inDomain:(NSSearchPathDomainMask)domain
+        appropriateForURL:(NSURL*)url
+                   create:(BOOL)shouldCreate
+                    error:(NSError**)error {
+  (void)url;
+  (void)shouldCreate;
+  std::string path;
+  bool isFolder = false;
+  // Where a file is in the way, GNUstep says that it has made the folder.
+  if (!platform::PosixDirectoryLookup().FindDirectory(domain, directory, &path) ||
+      !platform::ItemExists(path, &isFolder) || !isFolder) {
+    if (error != nullptr) {
+      *error = [NSError errorWithDomain:NSCocoaErrorDomain code:256 userInfo:nil];
+    }
+    return nil;
+  }
+  return [NSURL fileURLWithPath:[NSString stringWithUTF8String:path.c_str()] isDirectory:YES];
+}
+
+@end
+
+#pragma clang diagnostic pop
+
+#pragma clang diagnostic push
+// As much of them as is asked for.
+#pragma clang diagnostic ignored "-Wincomplete-implementation"
+#pragma clang diagnostic ignored "-Wprotocol"
+#pragma clang diagnostic ignored "-Wobjc-property-implementation"
+#pragma clang diagnostic ignored "-Wobjc-property-synthesis"
+
+@implementation NSImage
+
+- (id)initWithContentsOfFile:(NSString*)fileName {
+  self = [super init];
+  if (self == nil) return nil;
+  if (![[NSFileManager defaultManager] isReadableFileAtPath:fileName]) {
+    [self release];
+    return nil;
+  }
+  _fileName = [fileName copy];
+  return self;
+}
+
+- (void)dealloc {
+  [_fileName release];
+  [super dealloc];
+}
+
+- (NSString*)name {
+  return _fileName;
+}
+
+@end
+
+@implementation NSWorkspace
+
+// GNUstep ignores SIGPIPE from its first look at a file handle on. Done before anything else, that
+// is no change which a test could be blamed for.
++ (void)load {
+  @autoreleasepool {
+    (void)[NSFileHandle fileHandleWithNullDevice];
+  }
+}
+
++ (NSWorkspace*)sharedWorkspace {
+  static NSWorkspace* workspace = nil;
+  if (workspace == nil) workspace = [[NSWorkspace alloc] init];
+  return workspace;
+}
+
+- (BOOL)setIcon:(NSImage*)image forFile:(NSString*)fullPath options:(NSUInteger)options {
+  if (options != 0 || ![[NSFileManager defaultManager] isWritableFileAtPath:fullPath]) return NO;
+  const char* const source = image == nil ? "none" : [[image name] UTF8String];
+  test::SetIcons().push_back(std::string(source) + " -> " + [fullPath UTF8String]);
+  (void)platform::PosixDesktop().SetFolderIcon(image == nil ? "" : source, [fullPath UTF8String]);
+  return YES;
+}
+
+@end
+
+#pragma clang diagnostic pop

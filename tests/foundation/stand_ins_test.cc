@@ -1,0 +1,98 @@
+#include "tests/foundation/stand_ins.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <vector>
+
+#include "platform/host.h"
+#include "tests/support/files.h"
+#include "tests/support/run_in_root.h"
+#include "tests/support/scoped_temp_dir.h"
+
+// What the macOS half makes of the answers of the frameworks that are stood in for.
+
+namespace platform {
+namespace {
+
+TEST(MacDesktop, GivesTheWorkspaceTheImageOrNone) {
+  const test::ScopedTempDir dir;
+  test::PutFile(dir.Join("icon.icns"), "icns");
+  test::MakeDirs(dir.Join("folder"));
+  test::RunInChild([&dir] {
+    EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(dir.Join("icon.icns"), dir.Join("folder")));
+    EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(dir.Join("missing"), dir.Join("folder")));
+    EXPECT_EQ(test::SetIcons(),
+              (std::vector<std::string>{dir.Join("icon.icns") + " -> " + dir.Join("folder"),
+                                        "none -> " + dir.Join("folder")}));
+  });
+}
+
+class MacVersionTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (const std::string why = test::WhyNoRoot(); !why.empty()) GTEST_SKIP() << why;
+    test::PutFile(root_.Join("etc/os-release"), "VERSION_ID=10.8.5\n");
+  }
+
+  // "10.8.5", by the call that was chosen.
+  void ExpectVersion(bool tells) const {
+    test::RunInRoot(root_.Path(), [tells] {
+      test::SetTellsOperatingSystemVersion(tells);
+      OperatingSystemVersion version;
+      EXPECT_TRUE(DefaultHost().info->GetOperatingSystemVersion(&version));
+      EXPECT_EQ(version.major, 10);
+      EXPECT_EQ(version.minor, 8);
+      EXPECT_EQ(version.patch, 5);
+    });
+  }
+
+ private:
+  test::ScopedTempDir root_;
+};
+
+TEST_F(MacVersionTest, IsThatOfTheProcess) { ExpectVersion(/*tells=*/true); }
+
+TEST_F(MacVersionTest, IsGestaltsWhereTheProcessDoesNotTell) { ExpectVersion(/*tells=*/false); }
+
+class MacConsoleTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+    test::PutFile(root_.Join("etc/nsswitch.conf"), "passwd: files\n");
+    test::PutFile(root_.Join("etc/passwd"), "Jörg:x:1001:1006::/home/joerg:/bin/sh\n");
+    test::MakeDirs(root_.Join("dev"));
+  }
+
+  [[nodiscard]] const std::string& Root() const { return root_.Path(); }
+
+ private:
+  test::ScopedTempDir root_;
+};
+
+TEST_F(MacConsoleTest, NamesWhoSitsThere) {
+  const std::string device = Root() + "/dev/console";
+  ASSERT_EQ(mknod(device.c_str(), S_IFCHR | 0600, makedev(1, 3)), 0);
+  test::SetOwner(device, 1001, 5);
+  test::RunInRoot(Root(), [] {
+    ConsoleUser user;
+    ASSERT_TRUE(DefaultHost().console->GetConsoleUser(&user));
+    EXPECT_EQ(user.name, "Jörg");
+    EXPECT_EQ(user.uid, 1001U);
+    EXPECT_EQ(user.gid, 1006U);
+  });
+}
+
+TEST_F(MacConsoleTest, NamesNobodyAndLeavesTheUser) {
+  test::RunInRoot(Root(), [] {
+    ConsoleUser user = {.name = "before", .uid = 7, .gid = 8};
+    EXPECT_FALSE(DefaultHost().console->GetConsoleUser(&user));
+    EXPECT_EQ(user.name, "before");
+    EXPECT_EQ(user.uid, 7U);
+    EXPECT_EQ(user.gid, 8U);
+  });
+}
+
+}  // namespace
+}  // namespace platform
