@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstddef>
 #include <fcntl.h>
-#include <limits>
 #include <string>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -14,6 +12,8 @@
 #include "fileutils/link_check.h"
 #include "fileutils/link_removal.h"
 #include "platform/checked_file.h"
+#include "platform/file_data.h"
+#include "platform/interrupted_call.h"
 #include "platform/path_walk.h"
 #include "platform/unique_fd.h"
 #include "platform/write_all.h"
@@ -25,46 +25,18 @@ namespace {
 constexpr std::size_t kBlockBytes = 4096;
 
 bool SetSize(int fd, off_t size) {
-  int result = 0;
-  do {
-    result = ::ftruncate(fd, size);
-  } while (result != 0 && errno == EINTR);
-  return result == 0;
-}
-
-ssize_t ReadAt(int fd, char* bytes, std::size_t count, off_t position) {
-  ssize_t result = 0;
-  do {
-    result = ::pread(fd, bytes, count, position);
-  } while (result < 0 && errno == EINTR);
-  return result;
-}
-
-// A stretch of a file that is no hole.
-struct Extent {
-  off_t begin = 0;
-  off_t end = 0;
-};
-
-// Finds the data at or after `position`. False where none is left. Where the file
-// system does not tell holes from data, all of it is data, without a known end.
-bool FindData(int fd, off_t position, Extent* data) {
-  const off_t begin = ::lseek(fd, position, SEEK_DATA);
-  if (begin < 0 && errno == ENXIO) return false;
-  const off_t end = begin < 0 ? begin : ::lseek(fd, begin, SEEK_HOLE);
-  data->begin = begin < 0 ? position : begin;
-  data->end = end < 0 ? std::numeric_limits<off_t>::max() : end;
-  return true;
+  return platform::RepeatInterrupted([&] { return ::ftruncate(fd, size); }) == 0;
 }
 
 // Copies an extent up to its end or that of the file. False after a failure and at
 // the end of the file.
-bool CopyExtent(int source, int destination, const Extent& data) {
+bool CopyExtent(int source, int destination, const platform::Extent& data) {
   if (::lseek(destination, data.begin, SEEK_SET) < 0) return false;
   std::array<char, kBlockBytes> block;
   for (off_t position = data.begin; position < data.end;) {
     const auto wanted = static_cast<std::size_t>(std::min<off_t>(kBlockBytes, data.end - position));
-    const ssize_t got = ReadAt(source, block.data(), wanted, position);
+    const ssize_t got = platform::RepeatInterrupted(
+        [&] { return ::pread(source, block.data(), wanted, position); });
     if (got <= 0) return false;
     const auto count = static_cast<std::size_t>(got);
     if (platform::WriteAll(destination, {block.data(), count}) != 0 || count < wanted) return false;
@@ -76,11 +48,11 @@ bool CopyExtent(int source, int destination, const Extent& data) {
 // Failures are not reported: the first one ends the copy.
 void CopyContent(int source, int destination) {
   struct stat status = {};
-  Extent data;
+  platform::Extent data;
   for (;;) {
     // The size before the search: what is appended after it is no part of a hole.
     if (::fstat(source, &status) != 0) return;
-    if (!FindData(source, data.end, &data)) break;
+    if (!platform::FindData(source, data.end, &data)) break;
     if (!CopyExtent(source, destination, data)) return;
   }
   // A hole at the end, which no write reaches.
