@@ -170,12 +170,14 @@ void GetExecutableFolder(std::string& outPath) {
   platform::HostInfo& info = *platform::CurrentHost().info;
   std::string executable;
   std::string bundle;
-  if (!info.GetExecutablePath(&executable) || !info.GetBundlePath(&bundle)) return;
-  const std::optional<std::string> folder = platform::DeletingLastPathComponent(executable);
-  if (!folder) return;
-  const std::optional<std::string> standardFolder = platform::StandardizingPath(*folder);
+  if (!info.GetBundlePath(&bundle)) return;
   const std::optional<std::string> standardBundle = platform::StandardizingPath(bundle);
   if (!standardBundle) return;
+  std::optional<std::string> standardFolder;
+  if (info.GetExecutablePath(&executable)) {
+    standardFolder = platform::DeletingLastPathComponent(executable);
+    if (standardFolder) standardFolder = platform::StandardizingPath(*standardFolder);
+  }
   // A bare program's "bundle" is the folder that it lies in.
   outPath = standardFolder == standardBundle ? executable : *standardBundle;
 }

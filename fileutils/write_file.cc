@@ -1,6 +1,8 @@
 #include "fileutils/write_file.h"
 
+#include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
 
 #include "fileutils/link_check.h"
 #include "fileutils/link_removal.h"
@@ -8,6 +10,19 @@
 #include "platform/path_walk.h"
 
 namespace fileutils {
+
+namespace {
+
+// The platform's own write may replace whatever has the name.
+bool IsOfAnotherKind(const platform::LocatedItem& item) {
+  struct stat status = {};
+  if (::fstatat(item.folder.Get(), item.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    return false;
+  }
+  return !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode);
+}
+
+}  // namespace
 
 bool WriteFile(const std::string& path, const std::string& content, bool /*unusedFlag*/,
                bool skipLinkCheck) {
@@ -23,6 +38,7 @@ bool WriteFile(const std::string& path, const std::string& content, bool /*unuse
   platform::LocatedItem item;
   if (platform::LocateItem(path, lastLink, &item) != 0) return false;
   if (links == kIsLink && !RemoveLink(item)) return false;
+  if (IsOfAnotherKind(item)) return false;
   return platform::WriteFileAtomically(item, content);
 }
 

@@ -178,9 +178,6 @@ TEST(CreateDirectory, SetsOnlyTheModeBelowALink) {
 }
 
 TEST(CreateDirectory, EndsOnAnEmptyPath) {
-  if (test::HasFault(test::Fault::kMakesAFolderWithoutAName)) {
-    GTEST_SKIP() << "GNUstep makes a folder without a name";
-  }
   test::RecordingLogger logger;
   EXPECT_FALSE(fileutils::CreateDirectory("", /*shouldSetPermission=*/true, &logger));
   EXPECT_EQ(LevelsAndMessages(logger.messages),

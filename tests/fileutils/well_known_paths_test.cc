@@ -340,18 +340,26 @@ TEST(GetWellKnownPath, FindsTheProgramAndTheFolderThatHoldsIt) {
   }
 }
 
-TEST(GetWellKnownPath, SucceedsWhereThePlatformCannotTellTheProgram) {
-  for (const bool noExecutable : {false, true}) {
-    SCOPED_TRACE(noExecutable);
-    Machine machine;
-    (noExecutable ? machine.host.info.executable : machine.host.info.bundle).reset();
-    std::string path = "before";
-    EXPECT_TRUE(GetWellKnownPath(fileutils::kProgramItem, path));
-    EXPECT_EQ(path, "before");
-    // The parent of nothing is an empty text.
-    EXPECT_TRUE(GetWellKnownPath(fileutils::kProgramParent, path));
-    EXPECT_EQ(path, "");
-  }
+TEST(GetWellKnownPath, TakesTheBundleWhereThePlatformCannotTellTheProgram) {
+  Machine machine;
+  machine.host.info.executable.reset();
+  machine.host.info.bundle = "/X/./Tool.app/";
+  std::string path = "before";
+  EXPECT_TRUE(GetWellKnownPath(fileutils::kProgramItem, path));
+  EXPECT_EQ(path, "/X/Tool.app");
+  EXPECT_TRUE(GetWellKnownPath(fileutils::kProgramParent, path));
+  EXPECT_EQ(path, "/X");
+}
+
+TEST(GetWellKnownPath, SucceedsWhereThePlatformCannotTellTheBundle) {
+  Machine machine;
+  machine.host.info.bundle.reset();
+  std::string path = "before";
+  EXPECT_TRUE(GetWellKnownPath(fileutils::kProgramItem, path));
+  EXPECT_EQ(path, "before");
+  // The parent of nothing is an empty text.
+  EXPECT_TRUE(GetWellKnownPath(fileutils::kProgramParent, path));
+  EXPECT_EQ(path, "");
 }
 
 // Kind 41.

@@ -35,6 +35,17 @@ TEST(WriteFile, WritesEveryByte) {
   }
 }
 
+TEST(WriteFile, ReplacesNoFifo) {
+  const test::ScopedTempDir folder;
+  test::MakeFifo(folder.Join("fifo"));
+  test::MakeLink(folder.Join("link"), "fifo");
+  const test::Tree before = test::ReadTree(folder.Path());
+  EXPECT_FALSE(Write(folder.Join("fifo"), "x", kChecked));
+  EXPECT_FALSE(Write(folder.Join("fifo"), "x", kSkipped));
+  EXPECT_FALSE(Write(folder.Join("link"), "x", kSkipped));
+  EXPECT_EQ(test::CompareTrees(before, test::ReadTree(folder.Path())), Lines{});
+}
+
 TEST(WriteFile, FailsOnAnEmptyPath) {
   for (const Check check : kBoth) {
     SCOPED_TRACE(check);

@@ -18,17 +18,6 @@ bool Write(const std::string& path, const std::string& content, bool skipLinkChe
   return fileutils::WriteFile(path, content, /*unusedFlag=*/false, skipLinkCheck);
 }
 
-TEST(WriteFile, ReplacesNoFifo) {
-  const test::ScopedTempDir folder;
-  test::MakeFifo(folder.Join("fifo"));
-  const test::Tree before = test::ReadTree(folder.Path());
-  for (const bool skipLinkCheck : {false, true}) {
-    SCOPED_TRACE(skipLinkCheck);
-    EXPECT_FALSE(Write(folder.Join("fifo"), "x", skipLinkCheck));
-  }
-  EXPECT_EQ(test::CompareTrees(before, test::ReadTree(folder.Path())), Lines{});
-}
-
 TEST(WriteFile, LeavesTheOldFileWhereItFails) {
   const test::ScopedTempDir folder;
   test::PutFile(folder.Join("file"), "old");
