@@ -13,8 +13,8 @@ namespace fileutils {
 //
 // With `shouldSetPermission` every folder that the call makes gets the mode 0775
 // exactly, and the owner and group of the nearest ancestor that existed (not where
-// that is a symbolic link); a failure to set them does not fail the call. Otherwise
-// they get the system's defaults.
+// that is a symbolic link); whether a failure to set them fails the call is for the
+// platform to say (folder_creation.h). Otherwise they get the system's defaults.
 //
 // Messages of the component "FileUtils" (log_hooks.h): INFO with the ancestor found
 // and its owner, ERROR on failure. `logger` may be null.

@@ -30,9 +30,9 @@ class DirectoryLookup {
   [[nodiscard]] virtual bool FindDirectory(unsigned long domainMask, unsigned long directory,
                                            std::string* path) = 0;
 
-  // NSHomeDirectory: the home folder of the effective user. Never empty. The
-  // POSIX half asks the account database and nothing else; without an entry
-  // there it is "/var/empty".
+  // NSHomeDirectory: the home folder of the effective user; empty only where the
+  // macOS half gets none. The POSIX half asks the account database and nothing
+  // else; without an entry there it is "/var/empty".
   [[nodiscard]] virtual std::string HomeDirectory() = 0;
 
   // NSHomeDirectoryForUser. False, `path` unchanged, for an unknown name.

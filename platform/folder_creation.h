@@ -27,13 +27,13 @@ struct FolderAttributes {
 // where `attributes` is null), made by another process meanwhile, there before
 // (and then left as it is), or behind a link to a folder. False where anything
 // else is in the way, a dangling link included; folders already made are kept.
-// `attributes` reach every folder made by this call and no older one; a
-// failure to apply them is not a failure of the call. On failure `errorText`
-// (may be null) gets a description.
+// `attributes` reach every folder made by this call and no older one. On failure
+// `errorText` (may be null) gets a description.
 //
 // POSIX half: from handle to handle, links among the ancestors under the owner
 // rule of path_walk.h; attributes are set on handles of folders that are still
-// the ones made here. macOS half: NSFileManager's own way.
+// the ones made here, and a failure to set them is none of the call. macOS half: NSFileManager's
+// own way.
 [[nodiscard]] bool CreateFolder(const std::string& path, const FolderAttributes* attributes,
                                 std::string* errorText);
 

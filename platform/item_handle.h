@@ -12,6 +12,10 @@ namespace platform {
 // to read it. The handle serves `fstat`, `ReadLinkHandle` and, for a folder,
 // the `...at` calls; it neither reads nor lists.
 //
+// macOS half: on folders, regular files and links alone (EINVAL for the rest),
+// and for others than root with the right to read, which macOS 13 and later do
+// not ask for a folder that may be searched.
+//
 // Returns 0 or the error number (ENOENT, ENOTDIR, EACCES, ENAMETOOLONG, ...);
 // `handle` is unchanged on failure.
 [[nodiscard]] int OpenItemHandle(int folder, const char* name, UniqueFd* handle);

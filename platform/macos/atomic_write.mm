@@ -8,7 +8,7 @@ namespace platform {
 
 bool WriteFileAtomically(const std::string& path, std::string_view content) {
   @autoreleasepool {
-    NSString* const file = ToFoundation(path);
+    NSString* const file = ToFoundationPath(path);
     if (file == nil) return false;
     NSData* const data = [NSData dataWithBytes:content.data() length:content.size()];
     return [data writeToFile:file atomically:YES];

@@ -14,11 +14,12 @@ class MacDesktopIcons final : public Desktop {
  public:
   bool SetFolderIcon(const std::string& iconFile, const std::string& folder) override {
     @autoreleasepool {
-      NSString* const file = ToFoundation(iconFile);
-      NSString* const place = ToFoundation(folder);
-      if (file == nil || place == nil) return false;
+      NSString* const file = ToFoundationPath(iconFile);
+      NSString* const place = ToFoundationPath(folder);
+      if (place == nil) return false;
       // No image is nil, which takes an icon away.
-      NSImage* const image = [[[NSImage alloc] initWithContentsOfFile:file] autorelease];
+      NSImage* image = nil;
+      if (file != nil) image = [[[NSImage alloc] initWithContentsOfFile:file] autorelease];
       return [[NSWorkspace sharedWorkspace] setIcon:image forFile:place options:0];
     }
   }

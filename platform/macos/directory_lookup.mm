@@ -4,8 +4,6 @@
 #import <Foundation/NSFileManager.h>
 #import <Foundation/NSPathUtilities.h>
 #import <Foundation/NSURL.h>
-#include <optional>
-#include <utility>
 
 #include "platform/macos/foundation_text.h"
 #include "platform/macos/host_parts.h"
@@ -27,7 +25,7 @@ class MacDirectories final : public DirectoryLookup {
                      create:YES
                       error:&error];
       if (url == nil || error != nil) return false;
-      return Assign([url path], path);
+      return AssignText([url path], path);
     }
   }
 
@@ -41,16 +39,8 @@ class MacDirectories final : public DirectoryLookup {
     @autoreleasepool {
       // nil would stand for the user that the process is.
       NSString* const user = ToFoundation(name);
-      return user != nil && Assign(NSHomeDirectoryForUser(user), path);
+      return user != nil && AssignText(NSHomeDirectoryForUser(user), path);
     }
-  }
-
- private:
-  static bool Assign(NSString* found, std::string* path) {
-    std::optional<std::string> text = FromFoundation(found);
-    if (!text) return false;
-    *path = *std::move(text);
-    return true;
   }
 };
 

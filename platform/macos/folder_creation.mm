@@ -36,9 +36,9 @@ bool CreateFolder(const std::string& path, const FolderAttributes* attributes,
                   std::string* errorText) {
   @autoreleasepool {
     NSError* error = nil;
-    NSString* const folder = ToFoundation(path);
+    NSString* const folder = ToFoundationPath(path);
     if (folder == nil) {
-      if (errorText != nullptr) *errorText = DescribeError(EINVAL, path);
+      if (errorText != nullptr) *errorText = DescribeError(path.empty() ? ENOENT : EINVAL, path);
       return false;
     }
     const BOOL created = [[NSFileManager defaultManager]

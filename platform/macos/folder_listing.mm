@@ -4,8 +4,8 @@
 #import <Foundation/NSDictionary.h>
 #import <Foundation/NSEnumerator.h>
 #import <Foundation/NSFileManager.h>
+#import <Foundation/NSPathUtilities.h>
 #include <optional>
-#include <utility>
 
 #include "platform/macos/foundation_text.h"
 
@@ -13,16 +13,15 @@ namespace platform {
 
 bool ListFolder(const std::string& path, std::vector<std::string>* names) {
   @autoreleasepool {
-    NSString* const folder = ToFoundation(path);
+    NSString* const folder = ToFoundationPath(path);
     if (folder == nil) return false;
     NSFileManager* const manager = [[[NSFileManager alloc] init] autorelease];
     NSArray* const entries = [manager contentsOfDirectoryAtPath:folder error:nullptr];
     if (entries == nil) return false;
     names->clear();
     for (NSString* entry in entries) {
-      if (std::optional<std::string> name = FromFoundation(entry)) {
-        names->push_back(*std::move(name));
-      }
+      // A name without a UTF-8 form counts, too: what lists a folder may ask whether it is empty.
+      names->push_back(FromFoundation(entry).value_or(""));
     }
     return true;
   }
@@ -30,7 +29,8 @@ bool ListFolder(const std::string& path, std::vector<std::string>* names) {
 
 void WalkFolder(const std::string& root, const std::function<bool(const WalkEntry&)>& visit) {
   @autoreleasepool {
-    NSString* const folder = ToFoundation(root);
+    // Whether the enumerator follows a link in its own place, its documentation does not say.
+    NSString* const folder = [ToFoundationPath(root) stringByResolvingSymlinksInPath];
     if (folder == nil) return;
     NSDirectoryEnumerator* const enumerator =
         [[NSFileManager defaultManager] enumeratorAtPath:folder];

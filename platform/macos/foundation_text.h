@@ -14,8 +14,15 @@ namespace platform {
 // path early.
 NSString* ToFoundation(std::string_view text);
 
+// The same for a path that is handed to the file manager, nil where it is empty, too: the manager
+// may raise an exception for one.
+NSString* ToFoundationPath(std::string_view path);
+
 // No value for nil and for a string that has no UTF-8 form (half of a surrogate pair).
 std::optional<std::string> FromFoundation(NSString* string);
+
+// Stores a string that has a value; false and `text` unchanged where it has none.
+bool AssignText(NSString* string, std::string* text);
 
 }  // namespace platform
 

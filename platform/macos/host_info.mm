@@ -18,16 +18,20 @@ namespace platform {
 
 namespace {
 
-bool AskGestalt(OSType selector, std::int64_t* number) {
-  SInt32 answer = 0;
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
-  // Asked only on systems that are too old for the call that replaced it.
+// Asked only on systems that are too old for the call that replaced it.
+constexpr OSType kMajor = gestaltSystemVersionMajor;
+constexpr OSType kMinor = gestaltSystemVersionMinor;
+constexpr OSType kBugFix = gestaltSystemVersionBugFix;
+
+bool AskGestalt(OSType selector, std::int64_t* number) {
+  SInt32 answer = 0;
   if (Gestalt(selector, &answer) != noErr) return false;
-#pragma clang diagnostic pop
   *number = answer;
   return true;
 }
+#pragma clang diagnostic pop
 
 class MacInfo final : public HostInfo {
  public:
@@ -41,9 +45,8 @@ class MacInfo final : public HostInfo {
         found = {.major = numbers.majorVersion,
                  .minor = numbers.minorVersion,
                  .patch = numbers.patchVersion};
-      } else if (!AskGestalt(gestaltSystemVersionMajor, &found.major) ||
-                 !AskGestalt(gestaltSystemVersionMinor, &found.minor) ||
-                 !AskGestalt(gestaltSystemVersionBugFix, &found.patch)) {
+      } else if (!AskGestalt(kMajor, &found.major) || !AskGestalt(kMinor, &found.minor) ||
+                 !AskGestalt(kBugFix, &found.patch)) {
         return false;
       }
       *version = found;
@@ -73,22 +76,14 @@ class MacInfo final : public HostInfo {
 
   bool GetExecutablePath(std::string* path) override {
     @autoreleasepool {
-      return Assign([[NSBundle mainBundle] executablePath], path);
+      return AssignText([[NSBundle mainBundle] executablePath], path);
     }
   }
 
   bool GetBundlePath(std::string* path) override {
     @autoreleasepool {
-      return Assign([[NSBundle mainBundle] bundlePath], path);
+      return AssignText([[NSBundle mainBundle] bundlePath], path);
     }
-  }
-
- private:
-  static bool Assign(NSString* found, std::string* path) {
-    std::optional<std::string> text = FromFoundation(found);
-    if (!text) return false;
-    *path = *std::move(text);
-    return true;
   }
 };
 

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstddef>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <string>
 #include <sys/stat.h>
@@ -14,17 +16,45 @@ namespace platform {
 
 namespace {
 
-UniqueFd OpenHandle(int folder, const char* name, int flags) {
-  return UniqueFd(
-      RepeatInterrupted([&] { return ::openat(folder, name, flags | O_NONBLOCK | O_CLOEXEC); }));
+#ifdef O_SEARCH
+constexpr int kSearchFolder = O_SEARCH;
+#else
+// Its value since macOS 13. Kernels before that see only the request for a folder.
+constexpr int kSearchFolder = 0x40000000 | O_DIRECTORY;
+#endif
+
+UniqueFd Open(int folder, const char* name, int flags) {
+  return UniqueFd(RepeatInterrupted(
+      [&] { return ::openat(folder, name, flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+}
+
+// freadlink(2) came with macOS 13, so it is looked for while the program runs.
+ssize_t ReadLink(int handle, const struct stat& status, std::string* buffer) {
+  using ReadByHandle = ssize_t (*)(int, char*, std::size_t);
+  static const auto readByHandle =
+      reinterpret_cast<ReadByHandle>(::dlsym(RTLD_DEFAULT, "freadlink"));
+  if (readByHandle != nullptr) return readByHandle(handle, buffer->data(), buffer->size());
+  // Before, by the numbers of the volume and of the link on it, which the kernel turns into a path
+  // and follows at once. A link that is gone cannot be read so.
+  const std::string path =
+      "/.vol/" + std::to_string(status.st_dev) + "/" + std::to_string(status.st_ino);
+  return ::readlink(path.c_str(), buffer->data(), buffer->size());
 }
 
 }  // namespace
 
 int OpenItemHandle(int folder, const char* name, UniqueFd* handle) {
-  // O_SYMLINK opens a link itself. O_EVTONLY is the weakest access there is: the descriptor neither
-  // reads nor writes, and does not keep a volume from being unmounted.
-  UniqueFd opened = OpenHandle(folder, name, O_EVTONLY | O_SYMLINK);
+  // Every handle here is the item opened, which a device would feel and a FIFO's other end.
+  struct stat status = {};
+  if (::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return errno;
+  const mode_t mode = status.st_mode;
+  if (!S_ISDIR(mode) && !S_ISREG(mode) && !S_ISLNK(mode)) return EINVAL;
+  // O_SYMLINK opens a link itself. O_EVTONLY does not keep a volume from being unmounted; it asks
+  // for the right to read.
+  UniqueFd opened = Open(folder, name, O_EVTONLY | O_SYMLINK);
+  if (!opened && errno == EACCES && S_ISDIR(mode)) {
+    opened = Open(folder, name, kSearchFolder | O_NOFOLLOW);
+  }
   if (!opened) return errno;
   *handle = std::move(opened);
   return 0;
@@ -34,12 +64,8 @@ int ReadLinkHandle(const UniqueFd& handle, std::string* text) {
   struct stat status = {};
   if (::fstat(handle.Get(), &status) != 0) return errno;
   if (!S_ISLNK(status.st_mode)) return EINVAL;
-  // By the numbers of the volume and of the link on it, so that it is this very link whatever has
-  // its name by now: freadlink(2) is younger than the systems that this runs on.
-  const std::string path =
-      "/.vol/" + std::to_string(status.st_dev) + "/" + std::to_string(status.st_ino);
   std::string buffer(PATH_MAX, '\0');
-  const ssize_t length = ::readlink(path.c_str(), buffer.data(), buffer.size());
+  const ssize_t length = ReadLink(handle.Get(), status, &buffer);
   if (length < 0) return errno;
   buffer.resize(static_cast<std::size_t>(length));
   *text = std::move(buffer);

@@ -10,19 +10,19 @@ namespace platform {
 
 bool ItemExists(const std::string& path, bool* isFolder) {
   @autoreleasepool {
-    NSString* const item = ToFoundation(path);
+    NSString* const item = ToFoundationPath(path);
     if (item == nil) return false;
     NSFileManager* const manager = [[[NSFileManager alloc] init] autorelease];
     BOOL isDirectory = NO;
     if (![manager fileExistsAtPath:item isDirectory:&isDirectory]) return false;
-    if (isFolder != nullptr) *isFolder = isDirectory == YES;
+    if (isFolder != nullptr) *isFolder = isDirectory != NO;
     return true;
   }
 }
 
 bool GetItemSize(const std::string& path, std::uint64_t* size) {
   @autoreleasepool {
-    NSString* const item = ToFoundation(path);
+    NSString* const item = ToFoundationPath(path);
     if (item == nil) return false;
     NSError* error = nil;
     NSDictionary* const attributes = [[NSFileManager defaultManager] attributesOfItemAtPath:item

@@ -12,9 +12,9 @@ namespace platform {
 bool RemoveItem(const std::string& path, std::string* errorText) {
   @autoreleasepool {
     NSError* error = nil;
-    NSString* const item = ToFoundation(path);
+    NSString* const item = ToFoundationPath(path);
     if (item == nil) {
-      if (errorText != nullptr) *errorText = DescribeError(EINVAL, path);
+      if (errorText != nullptr) *errorText = DescribeError(path.empty() ? ENOENT : EINVAL, path);
       return false;
     }
     NSFileManager* const manager = [[[NSFileManager alloc] init] autorelease];

@@ -24,9 +24,17 @@ NamedRecursiveLock::NamedRecursiveLock(const char* name)
 
 NamedRecursiveLock::~NamedRecursiveLock() = default;
 
-void NamedRecursiveLock::Lock() { [implementation_->lock lock]; }
+void NamedRecursiveLock::Lock() {
+  @autoreleasepool {
+    [implementation_->lock lock];
+  }
+}
 
-void NamedRecursiveLock::Unlock() { [implementation_->lock unlock]; }
+void NamedRecursiveLock::Unlock() {
+  @autoreleasepool {
+    [implementation_->lock unlock];
+  }
+}
 
 std::string NamedRecursiveLock::Name() const {
   @autoreleasepool {

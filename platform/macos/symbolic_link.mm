@@ -8,8 +8,8 @@ namespace platform {
 
 bool CreateSymbolicLink(const std::string& path, const std::string& destination) {
   @autoreleasepool {
-    NSString* const link = ToFoundation(path);
-    NSString* const text = ToFoundation(destination);
+    NSString* const link = ToFoundationPath(path);
+    NSString* const text = ToFoundationPath(destination);
     if (link == nil || text == nil) return false;
     return [[NSFileManager defaultManager] createSymbolicLinkAtPath:link
                                                 withDestinationPath:text

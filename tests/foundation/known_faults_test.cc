@@ -1,6 +1,7 @@
 #include "tests/support/known_faults.h"
 
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -70,6 +71,19 @@ TEST(KnownFault, RemovesParentsByTextAlone) {
   EXPECT_EQ(StandardizingPath(dir.Join("link/../file")), dir.Join("file"));
 }
 
+TEST(KnownFault, RaisesForPrivate) { EXPECT_ANY_THROW((void)StandardizingPath("/private")); }
+
+TEST(KnownFault, CutsPrivateAlways) {
+  EXPECT_EQ(StandardizingPath("/private/no such"), "/no such");
+  EXPECT_EQ(StandardizingPath("/private/var/no such"), "/var/no such");
+  EXPECT_EQ(StandardizingPath("/privatetmp"), "tmp");
+}
+
+TEST(KnownFault, KnowsNoAutomounts) {
+  EXPECT_EQ(StandardizingPath("/var/automount/tmp"), "/var/automount/tmp");
+  EXPECT_EQ(StandardizingPath("/private/var/automount/tmp"), "/var/automount/tmp");
+}
+
 TEST(KnownFault, MakesFilesFor0644) {
   const test::ScopedTempDir dir;
   const test::ScopedUmask mask(0);
@@ -106,8 +120,6 @@ TEST(KnownFault, TakesAnythingForAFolder) {
   test::PutFile(dir.Join("file"), "");
   EXPECT_TRUE(CreateFolder(dir.Join("file"), nullptr, nullptr));
 }
-
-TEST(KnownFault, MakesAFolderWithoutAName) { EXPECT_TRUE(CreateFolder("", nullptr, nullptr)); }
 
 TEST(KnownFault, FailsWithoutTheAttributes) {
   if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
@@ -229,6 +241,28 @@ int StartAnew(const std::string& arguments) {
 TEST(KnownFault, TakesNoBytesForArguments) {
   EXPECT_EQ(StartAnew("--gtest_list_tests '\xC3\xA9'"), 0);
   EXPECT_EQ(StartAnew("--gtest_list_tests '\xFF\xFE'"), 1);
+}
+
+TEST(KnownFault, NeedsAnAccount) {
+  if (const std::string why = test::WhyNoMounts(); !why.empty()) GTEST_SKIP() << why;
+  const test::ScopedTempDir dir;
+  test::PutFile(dir.Join("passwd"), "");
+  test::PutFile(dir.Join("nsswitch.conf"), "passwd: files\n");
+  test::RootOptions options;
+  options.beforeChangeRoot = [&dir] {
+    for (const std::string name : {"passwd", "nsswitch.conf"}) {
+      ASSERT_EQ(mount(dir.Join(name).c_str(), ("/etc/" + name).c_str(), nullptr, MS_BIND, nullptr),
+                0);
+    }
+  };
+  test::RunInRoot(
+      "/", [] { EXPECT_NE(StartAnew("--gtest_list_tests"), 0); }, options);
+}
+
+TEST(KnownFault, IgnoresBrokenPipes) {
+  struct sigaction action = {};
+  EXPECT_EQ(sigaction(SIGPIPE, nullptr, &action), 0);
+  EXPECT_EQ(action.sa_handler, SIG_IGN);
 }
 
 std::optional<std::string> Read(const std::string& content) {

@@ -19,6 +19,11 @@ namespace test {
 // first.
 void SetTellsOperatingSystemVersion(bool tells);
 
+// What `Gestalt` was asked since the program began, and the selector with which it fails; none (0)
+// at first.
+[[nodiscard]] std::vector<unsigned int>& GestaltSelectors();
+void SetFailingSelector(unsigned int selector);
+
 }  // namespace test
 
 #endif  // TESTS_FOUNDATION_STAND_INS_H_

@@ -6,8 +6,8 @@
 #import <CoreServices/CoreServices.h>
 #import <Foundation/Foundation.h>
 #import <SystemConfiguration/SystemConfiguration.h>
-#include <cstdint>
-#include <cstring>
+#include <string>
+#include <vector>
 
 #include "platform/item_query.h"
 #include "platform/posix/host_parts.h"
@@ -17,6 +17,8 @@ namespace test {
 namespace {
 
 bool tellsOperatingSystemVersion = true;
+OSType failingSelector = 0;
+constexpr OSErr kUnknownSelector = -5551;  // the framework's
 
 }  // namespace
 
@@ -27,36 +29,33 @@ std::vector<std::string>& SetIcons() {
 
 void SetTellsOperatingSystemVersion(bool tells) { tellsOperatingSystemVersion = tells; }
 
-}  // namespace test
+std::vector<unsigned int>& GestaltSelectors() {
+  static std::vector<unsigned int> selectors;
+  return selectors;
+}
 
-// A string is a C++ one.
+void SetFailingSelector(unsigned int selector) { failingSelector = selector; }
+
+}  // namespace test
 
 extern "C" {
 
-void CFRelease(CFTypeRef object) { delete static_cast<const std::string*>(object); }
+void CFRelease(CFTypeRef object) { [static_cast<id>(const_cast<void*>(object)) release]; }
 
-CFIndex CFStringGetLength(CFStringRef string) {
-  return static_cast<CFIndex>(reinterpret_cast<const std::string*>(string)->size());
-}
-
-CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding) { return 3 * length; }
-
-Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize, CFStringEncoding) {
-  const std::string& text = *reinterpret_cast<const std::string*>(string);
-  if (bufferSize <= static_cast<CFIndex>(text.size())) return 0;
-  std::memcpy(buffer, text.c_str(), text.size() + 1);
-  return 1;
-}
-
-CFStringRef SCDynamicStoreCopyConsoleUser(SCDynamicStoreRef, uid_t* uid, gid_t* gid) {
+CFStringRef SCDynamicStoreCopyConsoleUser(SCDynamicStoreRef store, uid_t* uid, gid_t* gid) {
   platform::ConsoleUser user;
-  if (!platform::PosixConsoleUserSource().GetConsoleUser(&user)) return nullptr;
+  if (store != nullptr || !platform::PosixConsoleUserSource().GetConsoleUser(&user)) return nullptr;
   *uid = user.uid;
   *gid = user.gid;
-  return reinterpret_cast<CFStringRef>(new std::string(user.name));
+  NSString* const name = [[NSString alloc] initWithUTF8String:user.name.c_str()];
+  return static_cast<CFStringRef>(static_cast<const void*>(name));
 }
 
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
 OSErr Gestalt(OSType selector, SInt32* response) {
+  test::GestaltSelectors().push_back(selector);
+  if (selector == test::failingSelector) return test::kUnknownSelector;
   platform::OperatingSystemVersion version;
   (void)platform::PosixHostInfo().GetOperatingSystemVersion(&version);
   switch (selector) {
@@ -70,9 +69,10 @@ OSErr Gestalt(OSType selector, SInt32* response) {
       *response = static_cast<SInt32>(version.patch);
       return noErr;
     default:
-      return -5551;  // the framework's error for an unknown selector
+      return test::kUnknownSelector;
   }
 }
+#pragma clang diagnostic pop
 }
 
 @implementation NSProcessInfo (OperatingSystemVersion)
@@ -103,12 +103,12 @@ OSErr Gestalt(OSType selector, SInt32* response) {
         appropriateForURL:(NSURL*)url
                    create:(BOOL)shouldCreate
                     error:(NSError**)error {
-  (void)url;
-  (void)shouldCreate;
   std::string path;
   bool isFolder = false;
-  // Where a file is in the way, GNUstep says that it has made the folder.
-  if (!platform::PosixDirectoryLookup().FindDirectory(domain, directory, &path) ||
+  // Another URL or no creation would be another question. kTakesAnythingForAFolder: the folder
+  // that the POSIX half had made may be a file.
+  if (url != nil || !shouldCreate ||
+      !platform::PosixDirectoryLookup().FindDirectory(domain, directory, &path) ||
       !platform::ItemExists(path, &isFolder) || !isFolder) {
     if (error != nullptr) {
       *error = [NSError errorWithDomain:NSCocoaErrorDomain code:256 userInfo:nil];
@@ -155,8 +155,8 @@ OSErr Gestalt(OSType selector, SInt32* response) {
 
 @implementation NSWorkspace
 
-// GNUstep ignores SIGPIPE from its first look at a file handle on. Done before anything else, that
-// is no change which a test could be blamed for.
+// kIgnoresBrokenPipes, from the first look at a file handle on. Done before anything else, that is
+// no change which a test could be blamed for.
 + (void)load {
   @autoreleasepool {
     (void)[NSFileHandle fileHandleWithNullDevice];

@@ -1,6 +1,8 @@
 #include "tests/foundation/stand_ins.h"
 
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <string>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -55,6 +57,32 @@ class MacVersionTest : public testing::Test {
 TEST_F(MacVersionTest, IsThatOfTheProcess) { ExpectVersion(/*tells=*/true); }
 
 TEST_F(MacVersionTest, IsGestaltsWhereTheProcessDoesNotTell) { ExpectVersion(/*tells=*/false); }
+
+// "sys1", "sys2", "sys3".
+constexpr unsigned int kSelectors[] = {0x73797331, 0x73797332, 0x73797333};
+
+TEST(MacVersion, IsAskedOfGestaltNumberByNumberUntilOneFails) {
+  for (std::size_t asked = 1; asked <= std::size(kSelectors); ++asked) {
+    SCOPED_TRACE(asked);
+    test::RunInChild([asked] {
+      test::SetTellsOperatingSystemVersion(false);
+      test::SetFailingSelector(kSelectors[asked - 1]);
+      OperatingSystemVersion version = {.major = 1, .minor = 2, .patch = 3};
+      EXPECT_FALSE(DefaultHost().info->GetOperatingSystemVersion(&version));
+      EXPECT_EQ(version.major, 1);
+      EXPECT_EQ(version.minor, 2);
+      EXPECT_EQ(version.patch, 3);
+      EXPECT_EQ(test::GestaltSelectors(),
+                std::vector<unsigned int>(kSelectors, kSelectors + asked));
+    });
+  }
+}
+
+TEST(MacVersion, IsNotAskedOfGestaltWhereTheProcessTells) {
+  OperatingSystemVersion version;
+  EXPECT_TRUE(DefaultHost().info->GetOperatingSystemVersion(&version));
+  EXPECT_EQ(test::GestaltSelectors(), std::vector<unsigned int>());
+}
 
 class MacConsoleTest : public testing::Test {
  protected:

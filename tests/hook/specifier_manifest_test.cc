@@ -241,9 +241,6 @@ TEST(CreatePellanSpecifierFile, GoesToTheFolderOfTheKind) {
 }
 
 TEST(CreatePellanSpecifierFile, WarnsWithAnEmptyPathForAnUnknownKind) {
-  if (test::HasFault(test::Fault::kMakesAFolderWithoutAName)) {
-    GTEST_SKIP() << "GNUstep makes a folder without a name";
-  }
   const test::MachineInFolder machine;
   const test::ScopedRecordingLogCall logCall;
   const test::Tree before = test::ReadTree(machine.folder.Path());

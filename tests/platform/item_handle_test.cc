@@ -1,6 +1,7 @@
 #include "platform/item_handle.h"
 
 #include <cerrno>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -45,6 +46,12 @@ TEST_F(OpenItemHandleTest, OpensItemsOfEveryKind) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     UniqueFd handle;
+#ifdef O_EVTONLY
+    if (row.kind == S_IFIFO) {
+      EXPECT_EQ(EINVAL, OpenItemHandle(folder_.Get(), row.name, &handle));
+      continue;
+    }
+#endif
     ASSERT_EQ(0, OpenItemHandle(folder_.Get(), row.name, &handle));
     EXPECT_EQ(row.kind, KindOf(handle));
     EXPECT_EQ(FD_CLOEXEC, ::fcntl(handle.Get(), F_GETFD));
@@ -82,6 +89,9 @@ TEST_F(OpenItemHandleTest, LeavesTheHandleOnFailure) {
 }
 
 TEST_F(OpenItemHandleTest, NeedsNoRightToRead) {
+#ifdef O_EVTONLY
+  GTEST_SKIP() << "macOS asks for that right";
+#endif
   if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
   test::PutFile(dir_.Join("file"), "x");
   test::SetMode(dir_.Join("file"), 0);
@@ -117,6 +127,9 @@ TEST_F(ReadLinkHandleTest, ReadsTheText) {
 }
 
 TEST_F(ReadLinkHandleTest, ReadsTheLinkThatWasOpenedAfterItWasReplaced) {
+#ifdef O_EVTONLY
+  if (::dlsym(RTLD_DEFAULT, "freadlink") == nullptr) GTEST_SKIP() << "a link that is gone is gone";
+#endif
   test::MakeLink(dir_.Join("link"), "old");
   UniqueFd handle;
   ASSERT_EQ(0, OpenItemHandle(folder_.Get(), "link", &handle));

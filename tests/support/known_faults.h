@@ -8,8 +8,7 @@
 //   if (test::HasFault(test::Fault::kReadsNoBinaryLists)) GTEST_SKIP() << "GNUstep reads none";
 //
 // tests/foundation/known_faults_test.cc proves that each fault is still there: when one of its
-// tests fails, the fault is gone and goes from this list. Only for kNeedsAnAccount there is no
-// proof: it would take a machine of its own.
+// tests fails, the fault is gone and goes from this list.
 
 namespace test {
 
@@ -24,6 +23,9 @@ enum class Fault {
   kAddsADotForAnEmptyExtension,    // "a" becomes "a."
   kKeepsTheSlashBeforeParents,     // "/missing/no/.." is standardized to "/missing/"
   kRemovesParentsByTextAlone,      // "link/.." is standardized to the folder that holds the link
+  kCutsPrivateAlways,              // "/private" goes whatever the rest is
+  kKnowsNoAutomounts,              // "/var/automount" stays
+  kRaisesForPrivate,               // "/private" alone raises an exception
 
   // Writing a file.
   kMakesFilesFor0644,         // a new file has 0644 less umask, not 0666
@@ -33,7 +35,6 @@ enum class Fault {
 
   // Folders.
   kTakesAnythingForAFolder,        // where a file or a FIFO is, creation succeeds
-  kMakesAFolderWithoutAName,       // creation at an empty path succeeds
   kFailsWithoutTheAttributes,      // where attributes cannot be set, creation fails
   kListsUnreadableFoldersAsEmpty,  // a folder that may not be read has no entries
   kEntersMountPoints,              // a removal empties what is mounted in the folder
@@ -49,6 +50,7 @@ enum class Fault {
   kComplainsOnStandardError,  // of failures that it reports, and where it starts with a lack
   kTakesNoBytesForArguments,  // an argument that is not UTF-8 ends the program at its start
   kNeedsAnAccount,            // so does the lack of any account
+  kIgnoresBrokenPipes,        // SIGPIPE, from its first look at a file handle on
 
   // Property lists.
   kReadsNoBinaryLists,    // none at all

@@ -10,13 +10,14 @@ typedef int SInt32;
 typedef short OSErr;
 
 enum : OSErr { noErr = 0 };
-enum : OSType {
-  gestaltSystemVersionMajor = 0x73797331,   // "sys1"
-  gestaltSystemVersionMinor = 0x73797332,   // "sys2"
-  gestaltSystemVersionBugFix = 0x73797333,  // "sys3"
+// Deprecated one by one, as the framework has them.
+enum [[deprecated]] : OSType{
+    gestaltSystemVersionMajor = 0x73797331,   // "sys1"
+    gestaltSystemVersionMinor = 0x73797332,   // "sys2"
+    gestaltSystemVersionBugFix = 0x73797333,  // "sys3"
 };
 
-extern "C" OSErr Gestalt(OSType selector, SInt32* response);
+extern "C" [[deprecated]] OSErr Gestalt(OSType selector, SInt32* response);
 
 typedef struct {
   NSInteger majorVersion;

@@ -78,10 +78,18 @@ TEST(NotUtf8, FailsAsAPathAndTouchesNothing) {
     EXPECT_FALSE(ReadPropertyListString(dir.Join("a"), text, &value));
     EXPECT_FALSE(DefaultHost().directories->HomeDirectoryForUser(text, &value));
     EXPECT_EQ(value, "kept");
-    EXPECT_FALSE(DefaultHost().desktop->SetFolderIcon(path, dir.Join("folder")));
     EXPECT_FALSE(DefaultHost().desktop->SetFolderIcon(dir.Join("a"), path));
   }
   EXPECT_EQ(test::ReadTree(dir.Path()), before);
+}
+
+TEST(NotUtf8, IsNoImage) {
+  const test::ScopedTempDir dir;
+  test::MakeDirs(dir.Join("folder"));
+  for (const char* text : kTexts) {
+    SCOPED_TRACE(text);
+    EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(dir.Join(text), dir.Join("folder")));
+  }
 }
 
 TEST(HasMacOSVersionNumbers, IsTrue) { EXPECT_TRUE(DefaultHost().info->HasMacOSVersionNumbers()); }
