@@ -5,7 +5,6 @@
 #include <sstream>
 #include <string>
 #include <sys/types.h>
-#include <unistd.h>
 #include <vector>
 
 #include "log/api/level.h"
@@ -13,6 +12,7 @@
 #include "log/log_target_registry.h"
 #include "log/log_target_registry_for_testing.h"
 #include "platform/console_user.h"
+#include "platform/thread_id.h"
 #include "tests/hook/machine_in_folder.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/files.h"
@@ -161,11 +161,11 @@ std::vector<std::string> LogLines(const test::MachineInFolder& machine) {
   return lines;
 }
 
-// A line as this process writes it, whose number is that of its only thread too.
+// A line as the calling thread writes it while the host says that it is root.
 std::string Line(const std::string& level, const std::string& component,
                  const std::string& message) {
   return " | [" + level + "] |  | ZintCustomHook |  |  |  | " + component + " | " +
-         std::to_string(getpid()) + " | " + std::to_string(geteuid()) + " | " + message;
+         std::to_string(platform::CurrentThreadId()) + " | 0 | " + message;
 }
 
 // A file where the logs folder would be: there is no log to be had then, not even elsewhere.

@@ -648,7 +648,21 @@ TEST_F(CrossProcessLockTest, AReleaseThatSucceedsDoesNotHideALaterOneThatFailed)
   EXPECT_TRUE(lock.Detach());
 }
 
+// Why an operation may lift a count above the highest value that can be set, empty where it may
+// not: macOS counts on.
+std::string WhyNoHighestValue() {
+  const int set = semget(IPC_PRIVATE, 1, 0600);
+  SetValue(set, 0, kMostUsers);
+  sembuf more = {};
+  more.sem_op = 1;
+  more.sem_flg = IPC_NOWAIT;
+  const bool counts = semop(set, &more, 1) == 0;
+  EXPECT_EQ(semctl(set, 0, IPC_RMID), 0);
+  return counts ? "counts have no highest value here" : "";
+}
+
 TEST_F(CrossProcessLockTest, AReleaseThatWouldPassTheHighestValueFails) {
+  if (const std::string why = WhyNoHighestValue(); !why.empty()) GTEST_SKIP() << why;
   CrossProcessLock lock;
   ASSERT_TRUE(lock.Attach(path_, kProject));
   ASSERT_TRUE(lock.Acquire());
@@ -1121,6 +1135,7 @@ TEST_F(CrossProcessLockTest, ALockOfTwoHasTwoHolders) {
 }
 
 TEST_F(CrossProcessLockTest, AFullCountTakesNobodyIn) {
+  if (const std::string why = WhyNoHighestValue(); !why.empty()) GTEST_SKIP() << why;
   const int set = MakeSet();
   SetValue(set, 0, kMostUsers);
   SetValue(set, 1, 1);

@@ -63,7 +63,7 @@ class LogFileTest : public testing::Test {
 using OpenLogFileTest = LogFileTest;
 
 TEST_F(OpenLogFileTest, MakesAMissingFileThatEverybodyMayWriteWhateverTheUmask) {
-  for (const mode_t mask : {000U, 002U, 022U, 077U, 0777U}) {
+  for (const mode_t mask : {mode_t{0}, mode_t{002}, mode_t{022}, mode_t{077}, mode_t{0777}}) {
     SCOPED_TRACE(mask);
     const test::ScopedUmask umask(mask);
     FileStream stream;
@@ -79,7 +79,7 @@ TEST_F(OpenLogFileTest, MakesAMissingFileThatEverybodyMayWriteWhateverTheUmask) 
 }
 
 TEST_F(OpenLogFileTest, AppendsToAFileThatIsThereAndKeepsItsMode) {
-  for (const mode_t mode : {0600U, 0644U, 0640U, 0777U}) {
+  for (const mode_t mode : {mode_t{0600}, mode_t{0644}, mode_t{0640}, mode_t{0777}}) {
     SCOPED_TRACE(mode);
     test::PutFile(Path(), "old ");
     test::SetMode(Path(), mode);
@@ -391,7 +391,11 @@ TEST_F(TruncateLogFileTest, LeavesTheSameFileToOthersWhoHaveItOpen) {
 }
 
 TEST_F(TruncateLogFileTest, MakesAMissingFileUnderTheUmask) {
-  for (const auto& [mask, mode] : {std::pair{000U, 0666U}, {022U, 0644U}, {077U, 0600U}}) {
+  const struct {
+    mode_t mask;
+    mode_t mode;
+  } rows[] = {{0, 0666}, {022, 0644}, {077, 0600}};
+  for (const auto& [mask, mode] : rows) {
     SCOPED_TRACE(mask);
     const test::ScopedUmask umask(mask);
     FileStream stream;

@@ -354,7 +354,7 @@ void RunAndKillWriters(const std::string& path) {
     });
     EXPECT_TRUE(progress.Await());
     EXPECT_EQ(kill(child, SIGKILL), 0);
-    const int status = AwaitChild(child);
+    int status = AwaitChild(child);
     EXPECT_TRUE(WIFSIGNALED(status)) << status;
   }
   over.CloseIn();

@@ -96,7 +96,7 @@ TEST(WriteFileAtomically, GivesANewFileTheModeThatTheUmaskLeaves) {
 TEST(WriteFileAtomically, KeepsThePermissionBitsWhateverTheUmask) {
   const test::ScopedTempDir dir;
   const test::ScopedUmask mask(077);
-  for (const mode_t mode : {0400U, 0640U, 0666U, 0777U}) {
+  for (const mode_t mode : {mode_t{0400}, mode_t{0640}, mode_t{0666}, mode_t{0777}}) {
     SCOPED_TRACE(mode);
     test::PutFile(dir.Join("file"), "old");
     test::SetMode(dir.Join("file"), mode);

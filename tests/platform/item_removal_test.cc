@@ -156,7 +156,7 @@ TEST_F(RemoveItemAsUserTest, RemovesAnEmptyFolderThatHeMayNotRead) {
 }
 
 TEST_F(RemoveItemAsUserTest, FailsOnAFullFolderThatHeMayNotReadOrSearch) {
-  for (const mode_t mode : {0U, 0300U, 0400U}) {
+  for (const mode_t mode : {mode_t{0}, mode_t{0300}, mode_t{0400}}) {
     for (const std::string inner : {"file", "folder/file"}) {
       SCOPED_TRACE(std::to_string(mode) + inner);
       const std::string name = "tree" + std::to_string(mode) + inner.substr(0, 2);

@@ -32,7 +32,6 @@ TEST_F(GetMountPointTest, IsTheSameForEverythingInAFolder) {
   test::MakeFifo(At("fifo"));
   const std::string expected = MountPoint(dir_.Path());
   EXPECT_EQ('/', expected.front());
-  EXPECT_EQ(0U, dir_.Path().find(expected));
   for (const std::string path : {"a", "a/", "a/.", "a/file", "link", "fifo"}) {
     SCOPED_TRACE(path);
     EXPECT_EQ(expected, MountPoint(At(path)));

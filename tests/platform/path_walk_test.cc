@@ -96,6 +96,7 @@ TEST_F(LocateItemTest, FindsTheFolderThatHoldsTheItem) {
   for (const LastLink lastLink : {LastLink::kLeave, LastLink::kFollow}) {
     for (const std::string name : {"file", "b", "missing", "...", " ", "\xff"}) {
       SCOPED_TRACE(name);
+      if (name == "\xff" && !test::TakesAnyBytes(dir_.Path())) continue;
       LocatedItem item;
       ASSERT_EQ(0, LocateItem(At("a/" + name), lastLink, &item));
       EXPECT_TRUE(IsOn(item.folder, At("a")));

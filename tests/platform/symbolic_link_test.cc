@@ -24,7 +24,7 @@ TEST(CreateSymbolicLink, LeadsToTheDestination) {
 
 TEST(CreateSymbolicLink, KeepsTheTextOfTheDestination) {
   static constexpr const char* kDestinations[] = {
-      "missing", "a//b/", "../x/./y", "~/x", "/Applications/App Store.app/", "caf\xC3\xA9",
+      "missing", "a//b/", "../x/./y", "~/x", "/Applications/App Store.app/", "\xE6\x97\xA5",
   };
   const test::ScopedTempDir dir;
   for (const std::string destination : kDestinations) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <set>
 #include <sys/syscall.h>
 #include <thread>
@@ -20,8 +21,10 @@ namespace {
 std::int32_t AskKernel() {
 #if defined(SYS_gettid)
   return static_cast<std::int32_t>(::syscall(SYS_gettid));
-#elif defined(SYS_thread_selfid)
-  return static_cast<std::int32_t>(::syscall(SYS_thread_selfid));
+#else
+  std::uint64_t id = 0;
+  EXPECT_EQ(0, ::pthread_threadid_np(nullptr, &id));
+  return static_cast<std::int32_t>(id);
 #endif
 }
 

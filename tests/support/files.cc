@@ -118,6 +118,11 @@ std::optional<gid_t> GetGroup(const std::string& path) {
   return item->st_gid;
 }
 
+bool TakesAnyBytes(const std::string& folder) {
+  const std::string path = folder + "/\xff";
+  return symlink("x", path.c_str()) == 0 && unlink(path.c_str()) == 0;
+}
+
 bool IsThere(const std::string& path) { return Look(path).has_value(); }
 
 ScopedUmask::ScopedUmask(mode_t mask) : previous_(umask(mask)) {}

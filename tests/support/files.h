@@ -27,6 +27,8 @@ void SetOwner(const std::string& path, uid_t uid, gid_t gid);  // of a link: its
 [[nodiscard]] std::optional<mode_t> GetMode(const std::string& path);  // permission bits
 [[nodiscard]] std::optional<uid_t> GetOwner(const std::string& path);
 [[nodiscard]] std::optional<gid_t> GetGroup(const std::string& path);
+// Whether names in the folder may hold any bytes, not UTF-8 alone as on APFS.
+[[nodiscard]] bool TakesAnyBytes(const std::string& folder);
 // Anything is there, a dangling link included.
 [[nodiscard]] bool IsThere(const std::string& path);
 

@@ -104,6 +104,15 @@ TEST(MakeFifo, FailsTheTestWhereSomethingIsInTheWay) {
   EXPECT_NONFATAL_FAILURE(test::MakeFifo(folder.Path()), ": File exists");
 }
 
+TEST(TakesAnyBytes, TellsWhatTheFolderDoesAndLeavesNothing) {
+  const test::ScopedTempDir folder;
+  const std::string path = folder.Join("\xff");
+  const bool takes = test::TakesAnyBytes(folder.Path());
+  EXPECT_FALSE(test::IsThere(path));
+  EXPECT_EQ(takes, mkfifo(path.c_str(), 0600) == 0);
+  EXPECT_FALSE(test::TakesAnyBytes(folder.Join("missing")));
+}
+
 TEST(SetMode, SetsAllTwelveBits) {
   const test::ScopedTempDir folder;
   for (const mode_t mode : {mode_t{0}, mode_t{0777}, mode_t{01751}}) {

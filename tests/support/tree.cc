@@ -42,7 +42,7 @@ void AddItem(const std::string& path, const std::string& relative, Tree* tree) {
   if (kind == 'l') content = GetLink(path).value_or("(unreadable)");
   tree->insert({relative,
                 {kind, static_cast<mode_t>(item.st_mode & 07777), item.st_uid, item.st_gid,
-                 kind == 'd' ? 0 : item.st_nlink, content}});
+                 kind == 'd' ? nlink_t{0} : item.st_nlink, content}});
 }
 
 }  // namespace
