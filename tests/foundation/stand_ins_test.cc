@@ -65,7 +65,7 @@ TEST(MacVersion, IsAskedOfGestaltNumberByNumberUntilOneFails) {
   for (std::size_t asked = 1; asked <= std::size(kSelectors); ++asked) {
     SCOPED_TRACE(asked);
     test::RunInChild([asked] {
-      test::SetTellsOperatingSystemVersion(false);
+      test::SetTellsOperatingSystemVersion(/*tells=*/false);
       test::SetFailingSelector(kSelectors[asked - 1]);
       OperatingSystemVersion version = {.major = 1, .minor = 2, .patch = 3};
       EXPECT_FALSE(DefaultHost().info->GetOperatingSystemVersion(&version));
