@@ -38,7 +38,7 @@ bool WriteFile(const std::string& path, const std::string& content, bool /*unuse
   platform::LocatedItem item;
   if (platform::LocateItem(path, lastLink, &item) != 0) return false;
   if (links == kIsLink && !RemoveLink(item)) return false;
-  if (IsOfAnotherKind(item)) return false;
+  if (item.mustBeFolder || IsOfAnotherKind(item)) return false;
   return platform::WriteFileAtomically(item, content);
 }
 

@@ -37,10 +37,11 @@ int RemoveEntry(int folder, const std::string& relativePath) {
     if (!IsName(name)) return EINVAL;
     const int current = below ? below.Get() : folder;
     if (slash == std::string::npos) return RemoveHere(current, name);
-    // A handle on a link is one on the link itself, in which nothing can be found (ENOTDIR).
     UniqueFd next;
-    const int error = OpenItemHandle(current, name.c_str(), &next);
+    struct stat status = {};
+    const int error = ExamineItem(current, name.c_str(), &next, &status);
     if (error != 0) return error;
+    if (!S_ISDIR(status.st_mode)) return ENOTDIR;
     below = std::move(next);
     begin = slash + 1;
   }

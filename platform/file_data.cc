@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <limits>
 #include <unistd.h>
@@ -10,26 +11,41 @@
 
 namespace platform {
 
-bool FindDataByReading(int fd, off_t position, Extent* data) {
-  constexpr std::size_t kBlockBytes = 4096;
+namespace {
+
+constexpr off_t kUnknown = std::numeric_limits<off_t>::max();
+
+}  // namespace
+
+bool FindDataBySeeking(int fd, off_t position, Extent* data) {
+  const off_t begin = ::lseek(fd, position, SEEK_DATA);
+  if (begin < 0) return errno != ENXIO && FindDataByReading(fd, position, kUnknown, data);
+  const off_t end = ::lseek(fd, begin, SEEK_HOLE);
+  *data = {.begin = begin, .end = end < 0 ? kUnknown : end};
+  return true;
+}
+
+bool FindDataByReading(int fd, off_t position, off_t end, Extent* data) {
+  constexpr off_t kBlockBytes = 4096;
   std::array<char, kBlockBytes> block;
   bool isFound = false;
   off_t begin = position;
   for (off_t at = position;;) {
-    const ssize_t got =
-        RepeatInterrupted([&] { return ::pread(fd, block.data(), block.size(), at); });
+    const auto wanted = static_cast<std::size_t>(std::clamp<off_t>(end - at, 0, kBlockBytes));
+    const ssize_t got = RepeatInterrupted([&] { return ::pread(fd, block.data(), wanted, at); });
     if (got < 0) {
-      *data = {.begin = begin, .end = std::numeric_limits<off_t>::max()};
+      *data = {.begin = begin, .end = kUnknown};
       return true;
     }
+    // Nothing at all, at the end, is a hole, too.
     const bool isHole =
         std::all_of(block.begin(), block.begin() + got, [](char byte) { return byte == '\0'; });
-    if (!isHole && !isFound) begin = at;
     if (isFound && isHole) {
       *data = {.begin = begin, .end = at};
       return true;
     }
     if (got == 0) return false;
+    if (!isFound && !isHole) begin = at;
     isFound = isFound || !isHole;
     at += got;
   }

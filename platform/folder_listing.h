@@ -9,8 +9,9 @@ namespace platform {
 
 // contentsOfDirectoryAtPath:error: of NSFileManager: the names in a folder,
 // without "." and "..", hidden ones included, in no particular order. A link to
-// a folder is followed (under the owner rule in the POSIX half). False, `names`
-// unchanged, where the path names no folder or it cannot be read.
+// a folder is followed (under the owner rule in the POSIX half). A name that has
+// no UTF-8 form is "" in the macOS half. False, `names` unchanged, where the path names no folder
+// or it cannot be read.
 [[nodiscard]] bool ListFolder(const std::string& path, std::vector<std::string>* names);
 
 struct WalkEntry {

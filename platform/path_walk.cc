@@ -52,12 +52,7 @@ std::string ReplaceLastComponent(const std::string& path, const std::string& tex
 }
 
 int OpenStart(std::string_view path, UniqueFd* folder, struct stat* status) {
-  UniqueFd opened;
-  const int error = OpenItemHandle(AT_FDCWD, path.front() == '/' ? "/" : ".", &opened);
-  if (error != 0) return error;
-  if (::fstat(opened.Get(), status) != 0) return errno;
-  *folder = std::move(opened);
-  return 0;
+  return ExamineItem(AT_FDCWD, path.front() == '/' ? "/" : ".", folder, status);
 }
 
 }  // namespace
@@ -100,14 +95,13 @@ int LocateItem(const std::string& path, LastLink lastLink, LocatedItem* item) {
     }
 
     UniqueFd handle;
-    error = OpenItemHandle(located.folder.Get(), step.name.c_str(), &handle);
+    struct stat found = {};
+    error = ExamineItem(located.folder.Get(), step.name.c_str(), &handle, &found);
     if (error == ENOENT && isLast) {
       located.name = step.name;
       continue;
     }
     if (error != 0) return error;
-    struct stat found = {};
-    if (::fstat(handle.Get(), &found) != 0) return errno;
 
     if (S_ISLNK(found.st_mode)) {
       if (++links > kMaxLinks) return ELOOP;

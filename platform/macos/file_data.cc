@@ -1,11 +1,18 @@
 #include "platform/file_data.h"
 
+#include <algorithm>
+#include <unistd.h>
+
 namespace platform {
 
-// Not by SEEK_DATA: APFS takes data for a hole that it has not yet written to the disk, and what
-// is copied here is a log, just written to.
+// APFS tells a hole where data has not reached the disk yet, and what is copied here is a log, just
+// written to. So what a log may be long is read; behind it is nothing but what somebody has made of
+// the file in order to be read for ever, and that is brought to the disk first.
 bool FindData(int fd, off_t position, Extent* data) {
-  return FindDataByReading(fd, position, data);
+  constexpr off_t kReadBytes = off_t{64} << 20;
+  if (FindDataByReading(fd, position, kReadBytes, data)) return true;
+  (void)::fsync(fd);
+  return FindDataBySeeking(fd, std::max(position, kReadBytes), data);
 }
 
 }  // namespace platform

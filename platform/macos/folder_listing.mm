@@ -29,7 +29,8 @@ bool ListFolder(const std::string& path, std::vector<std::string>* names) {
 
 void WalkFolder(const std::string& root, const std::function<bool(const WalkEntry&)>& visit) {
   @autoreleasepool {
-    // Whether the enumerator follows a link in its own place, its documentation does not say.
+    // Whether the enumerator follows a link in its own place, its documentation does not say. Only
+    // "/tmp" and its like stay links: the call takes "/private" off again.
     NSString* const folder = [ToFoundationPath(root) stringByResolvingSymlinksInPath];
     if (folder == nil) return;
     NSDirectoryEnumerator* const enumerator =

@@ -35,7 +35,7 @@ ssize_t ReadLink(int handle, const struct stat& status, std::string* buffer) {
       reinterpret_cast<ReadByHandle>(::dlsym(RTLD_DEFAULT, "freadlink"));
   if (readByHandle != nullptr) return readByHandle(handle, buffer->data(), buffer->size());
   // Before, by the numbers of the volume and of the link on it, which the kernel turns into a path
-  // and follows at once. A link that is gone cannot be read so.
+  // and follows at once: another link may take the name just then. One that is gone cannot be read.
   const std::string path =
       "/.vol/" + std::to_string(status.st_dev) + "/" + std::to_string(status.st_ino);
   return ::readlink(path.c_str(), buffer->data(), buffer->size());
@@ -43,20 +43,22 @@ ssize_t ReadLink(int handle, const struct stat& status, std::string* buffer) {
 
 }  // namespace
 
-int OpenItemHandle(int folder, const char* name, UniqueFd* handle) {
-  // Every handle here is the item opened, which a device would feel and a FIFO's other end.
-  struct stat status = {};
-  if (::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return errno;
-  const mode_t mode = status.st_mode;
-  if (!S_ISDIR(mode) && !S_ISREG(mode) && !S_ISLNK(mode)) return EINVAL;
-  // O_SYMLINK opens a link itself. O_EVTONLY does not keep a volume from being unmounted; it asks
-  // for the right to read.
-  UniqueFd opened = Open(folder, name, O_EVTONLY | O_SYMLINK);
-  if (!opened && errno == EACCES && S_ISDIR(mode)) {
-    opened = Open(folder, name, kSearchFolder | O_NOFOLLOW);
+int ExamineItem(int folder, const char* name, UniqueFd* handle, struct stat* status) {
+  struct stat found = {};
+  if (::fstatat(folder, name, &found, AT_SYMLINK_NOFOLLOW) != 0) return errno;
+  UniqueFd opened;
+  // A handle here is the item opened, which a device would feel and a FIFO's other end.
+  if (S_ISDIR(found.st_mode) || S_ISLNK(found.st_mode)) {
+    // O_SYMLINK opens a link itself. O_EVTONLY does not keep a volume from being unmounted; it asks
+    // for the right to read.
+    opened = Open(folder, name, O_EVTONLY | O_SYMLINK);
+    if (!opened && errno == EACCES && S_ISDIR(found.st_mode)) {
+      opened = Open(folder, name, kSearchFolder | O_NOFOLLOW);
+    }
+    if (!opened || ::fstat(opened.Get(), &found) != 0) return errno;
   }
-  if (!opened) return errno;
   *handle = std::move(opened);
+  *status = found;
   return 0;
 }
 

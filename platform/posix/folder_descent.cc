@@ -8,7 +8,7 @@
 #include <sys/vfs.h>
 #include <utility>
 
-#include "platform/item_handle.h"
+#include "platform/posix/item_handle.h"
 #include "platform/posix/mount_table.h"
 
 namespace platform {

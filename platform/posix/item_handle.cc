@@ -1,13 +1,15 @@
-#include "platform/item_handle.h"
+#include "platform/posix/item_handle.h"
 
 #include <cerrno>
 #include <climits>
 #include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
 #include "platform/interrupted_call.h"
+#include "platform/item_handle.h"
 
 namespace platform {
 
@@ -26,6 +28,17 @@ int OpenItemHandle(int folder, const char* name, UniqueFd* handle) {
   if (!opened && errno == ENOTDIR) opened = OpenHandle(folder, name, 0);
   if (!opened) return errno;
   *handle = std::move(opened);
+  return 0;
+}
+
+int ExamineItem(int folder, const char* name, UniqueFd* handle, struct stat* status) {
+  UniqueFd opened;
+  const int error = OpenItemHandle(folder, name, &opened);
+  if (error != 0) return error;
+  struct stat found = {};
+  if (::fstat(opened.Get(), &found) != 0) return errno;
+  *handle = std::move(opened);
+  *status = found;
   return 0;
 }
 

@@ -67,11 +67,13 @@ off_t AllocatedBytes(const std::string& path) {
   return static_cast<off_t>(status.st_blocks) * 512;
 }
 
-// Why holes cannot be told from data in this folder, empty where they can.
+// Why holes are not kept in this folder or cannot be told from data there, empty where they can.
 std::string WhyNoHoles(const test::ScopedTempDir& folder) {
-  PutSparse(folder.Join("probe"), 1 << 20, {}, "");
+  constexpr off_t kSize = 4 << 20;
+  PutSparse(folder.Join("probe"), kSize, {kSize / 2}, "data");
+  if (AllocatedBytes(folder.Join("probe")) > kSize / 8) return "no holes of this size here";
   const platform::UniqueFd fd(open(folder.Join("probe").c_str(), O_RDONLY | O_CLOEXEC));
-  if (lseek(fd.Get(), 0, SEEK_DATA) < 0 && errno == ENXIO) return "";
+  if (lseek(fd.Get(), kSize - 1, SEEK_DATA) < 0 && errno == ENXIO) return "";
   return "this file system does not tell holes from data";
 }
 

@@ -25,8 +25,10 @@ TEST(MacDesktop, GivesTheWorkspaceTheImageOrNone) {
   test::RunInChild([&dir] {
     EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(dir.Join("icon.icns"), dir.Join("folder")));
     EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(dir.Join("missing"), dir.Join("folder")));
+    EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(dir.Join("\xFF"), dir.Join("folder")));
     EXPECT_EQ(test::SetIcons(),
               (std::vector<std::string>{dir.Join("icon.icns") + " -> " + dir.Join("folder"),
+                                        "none -> " + dir.Join("folder"),
                                         "none -> " + dir.Join("folder")}));
   });
 }

@@ -1,5 +1,6 @@
 #include "platform/file_data.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -20,6 +21,12 @@ constexpr off_t kBlock = 4096;
 constexpr off_t kUnknown = std::numeric_limits<off_t>::max();
 
 using Find = bool (*)(int fd, off_t position, Extent* data);
+
+bool Read(int fd, off_t position, Extent* data) {
+  return FindDataByReading(fd, position, kUnknown, data);
+}
+
+constexpr Find kAll[] = {&FindData, &FindDataBySeeking, &Read};
 
 std::string Describe(const std::vector<Extent>& extents) {
   std::string text;
@@ -71,7 +78,7 @@ class FileDataTest : public testing::Test {
 TEST_F(FileDataTest, LeavesNothingButZerosBetweenTheExtents) {
   const std::string block(kBlock, 'x');
   PutSparse(1 << 20, {{0, "a"}, {7 * kBlock - 1, "bc"}, {100 * kBlock, block + block + "d"}});
-  for (const Find find : {&FindData, &FindDataByReading}) {
+  for (const Find find : kAll) {
     EXPECT_TRUE(ReadExtents(find, 1 << 20) == Content());
   }
 }
@@ -79,7 +86,7 @@ TEST_F(FileDataTest, LeavesNothingButZerosBetweenTheExtents) {
 TEST_F(FileDataTest, HasNoneInAnEmptyFileAndNoneBehindTheEnd) {
   PutSparse(0, {});
   Extent data = {.begin = 1, .end = 2};
-  for (const Find find : {&FindData, &FindDataByReading}) {
+  for (const Find find : kAll) {
     EXPECT_FALSE(find(Fd(), 0, &data));
     EXPECT_FALSE(find(Fd(), kBlock, &data));
   }
@@ -91,32 +98,63 @@ using FindDataByReadingTest = FileDataTest;
 
 TEST_F(FindDataByReadingTest, TakesABlockOfZerosForAHole) {
   PutSparse(10 * kBlock, {{2 * kBlock, "a"}, {3 * kBlock + 5, "b"}, {6 * kBlock - 1, "c"}});
-  EXPECT_EQ(Describe(FindAll(FindDataByReading)), "[8192 16384)[20480 24576)");
+  EXPECT_EQ(Describe(FindAll(Read)), "[8192 16384)[20480 24576)");
 }
 
 TEST_F(FindDataByReadingTest, EndsWithTheFile) {
   PutSparse(kBlock + 10, {{kBlock + 9, "a"}});
-  EXPECT_EQ(Describe(FindAll(FindDataByReading)), "[4096 4106)");
+  EXPECT_EQ(Describe(FindAll(Read)), "[4096 4106)");
 }
 
 TEST_F(FindDataByReadingTest, HasNoneInAFileOfZeros) {
   PutSparse(3 * kBlock + 1, {{0, std::string(100, '\0')}});
-  EXPECT_EQ(Describe(FindAll(FindDataByReading)), "");
+  EXPECT_EQ(Describe(FindAll(Read)), "");
 }
 
 TEST_F(FindDataByReadingTest, BeginsAtAnyPlace) {
   PutSparse(3 * kBlock, {{kBlock + 1, "ab"}});
   Extent data;
-  ASSERT_TRUE(FindDataByReading(Fd(), kBlock + 2, &data));
+  ASSERT_TRUE(Read(Fd(), kBlock + 2, &data));
   EXPECT_EQ(Describe({data}), "[4098 8194)");
-  EXPECT_FALSE(FindDataByReading(Fd(), kBlock + 3, &data));
+  EXPECT_FALSE(Read(Fd(), kBlock + 3, &data));
+}
+
+TEST_F(FindDataByReadingTest, FindsNothingFromTheGivenEndOn) {
+  PutSparse(4 * kBlock, {{kBlock, std::string(2 * kBlock, 'a')}});
+  Extent data;
+  ASSERT_TRUE(FindDataByReading(Fd(), 0, 2 * kBlock + 7, &data));
+  EXPECT_EQ(Describe({data}), "[4096 8199)");
+  EXPECT_FALSE(FindDataByReading(Fd(), 0, kBlock, &data));
+  EXPECT_FALSE(FindDataByReading(Fd(), 2 * kBlock, 2 * kBlock, &data));
+  EXPECT_FALSE(FindDataByReading(Fd(), 2 * kBlock, kBlock, &data));
+}
+
+using FindDataTest = FileDataTest;
+
+TEST_F(FindDataTest, FindsDataFarBehindInAFileOfManyTerabytes) {
+  constexpr off_t kSize = off_t{8} << 40;
+  PutSparse(1 << 20, {{kBlock, "a"}});
+  if (ftruncate(Fd(), kSize) != 0 || lseek(Fd(), 2 * kBlock, SEEK_DATA) >= 0 || errno != ENXIO) {
+    GTEST_SKIP() << "no such files here, or none whose holes can be told";
+  }
+  const off_t places[] = {(off_t{64} << 20) - 1, kSize - 2 * kBlock};
+  for (const off_t place : places) ASSERT_EQ(pwrite(Fd(), "bc", 2, place), 2);
+  std::size_t found = 0;
+  for (const Extent& extent : FindAll(&FindData)) {
+    ASSERT_LT(extent.end - extent.begin, 1 << 20);
+    for (const off_t place : places) {
+      found += extent.begin <= place && place < extent.end ? 1U : 0U;
+      found += extent.begin <= place + 1 && place + 1 < extent.end ? 1U : 0U;
+    }
+  }
+  EXPECT_EQ(found, 4U);
 }
 
 TEST(FindDataByReading, TakesAllForDataWhereItCannotRead) {
   const test::ScopedTempDir dir;
   const UniqueFd fd(open(dir.Join("file").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
   Extent data;
-  ASSERT_TRUE(FindDataByReading(fd.Get(), 7, &data));
+  ASSERT_TRUE(Read(fd.Get(), 7, &data));
   EXPECT_EQ(data.begin, 7);
   EXPECT_EQ(data.end, kUnknown);
 }

@@ -16,6 +16,13 @@ namespace platform {
 
 namespace {
 
+TEST(PosixGetMountPoint, IsABeginningOfThePath) {
+  const test::ScopedTempDir dir;
+  std::string mountPoint;
+  ASSERT_EQ(0, GetMountPoint(dir.Path(), &mountPoint));
+  EXPECT_TRUE(dir.Path().starts_with(mountPoint)) << mountPoint;
+}
+
 class PosixGetMountPointTest : public testing::Test {
  protected:
   void SetUp() override {
