@@ -69,7 +69,7 @@ int RemoveOrEnter(std::string name, FolderDescent* descent, std::vector<Level>* 
   return 0;
 }
 
-int RemoveEntry(UniqueFd folder, std::string name) {
+int RemoveTree(UniqueFd folder, std::string name) {
   FolderDescent descent;
   int error = descent.Begin(std::move(folder));
   if (error != 0) return error;
@@ -104,7 +104,7 @@ int Remove(const std::string& path) {
     return errno;
   }
   if (item.mustBeFolder && !S_ISDIR(status.st_mode)) return ENOTDIR;
-  return RemoveEntry(std::move(item.folder), std::move(item.name));
+  return RemoveTree(std::move(item.folder), std::move(item.name));
 }
 
 }  // namespace

@@ -151,6 +151,7 @@ TEST_F(DirectoryLookupTest, GivesEachNewLevelOfUserFoldersMode0700) {
 
 TEST_F(DirectoryLookupTest, GivesAnOrdinaryUsersFoldersMode0700WhateverHisUmask) {
   if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  if (const std::string why = test::WhyNoMounts(); !why.empty()) GTEST_SKIP() << why;
   for (const mode_t mask : {mode_t{0400}, mode_t{0700}, mode_t{0777}}) {
     SCOPED_TRACE(mask);
     const test::ScopedTempDir root;

@@ -1,9 +1,9 @@
 #ifndef TESTS_SUPPORT_KNOWN_FAULTS_H_
 #define TESTS_SUPPORT_KNOWN_FAULTS_H_
 
-// What GNUstep's Foundation (1.28) does otherwise than Apple's: all of it that a test has to step
-// around. The macOS half is written for Apple's and bends to none of this. A test says at its place
-// which fault it steps around:
+// What GNUstep's Foundation, release 1.28, does otherwise than Apple's: all of it that a test has
+// to step around. The macOS half is written for Apple's and bends to none of this. A test says at
+// its place which fault it steps around:
 //
 //   if (test::HasFault(test::Fault::kReadsNoBinaryLists)) GTEST_SKIP() << "GNUstep reads none";
 //
