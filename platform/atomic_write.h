@@ -19,11 +19,11 @@ namespace platform {
 // less umask; owner and group are the writer's.
 //
 // POSIX half: items of other kinds at `path` are a failure as well. Links among
-// the ancestors under the owner rule of path_walk.h. The
-// content goes to a temporary file beside the target, dot-prefixed and made
-// exclusively, is synced, renamed over the target, and the folder is synced.
-// Any failure removes the temporary file. A killed process leaves at most one;
-// the next write into that folder removes those whose writer is gone.
+// the ancestors under the owner rule of path_walk.h. The content goes to a
+// temporary file beside the target, dot-prefixed and made exclusively, is
+// synced, renamed over the target, and the folder is synced. Any failure removes
+// the temporary file. A killed process leaves at most one; the next write into
+// that folder removes those whose writer is gone.
 [[nodiscard]] bool WriteFileAtomically(const std::string& path, std::string_view content);
 
 // The same at a place that was found before (path_walk.h). POSIX half: in that very folder,

@@ -32,8 +32,8 @@ struct FolderAttributes {
 //
 // POSIX half: from handle to handle, links among the ancestors under the owner
 // rule of path_walk.h; attributes are set on handles of folders that are still
-// the ones made here, and a failure to set them is none of the call. macOS half: NSFileManager's
-// own way.
+// the ones made here, and a failure to set them does not fail the call. macOS
+// half: NSFileManager's own way.
 [[nodiscard]] bool CreateFolder(const std::string& path, const FolderAttributes* attributes,
                                 std::string* errorText);
 

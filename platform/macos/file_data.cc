@@ -11,6 +11,7 @@ namespace platform {
 bool FindData(int fd, off_t position, Extent* data) {
   constexpr off_t kReadBytes = off_t{64} << 20;
   if (FindDataByReading(fd, position, kReadBytes, data)) return true;
+  if (::lseek(fd, 0, SEEK_END) <= kReadBytes) return false;
   (void)::fsync(fd);
   return FindDataBySeeking(fd, std::max(position, kReadBytes), data);
 }

@@ -1031,24 +1031,10 @@ TEST(SetLogFile, LeavesTheRealOwnerOfAProductFolderThatIsThere) {
 TEST(SetLogFile, NeverGivesAwayWhatARealUsersLinkLeadsTo) {
   if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
   const Person mia = {501, 20};
-  const struct {
-    const char* link;
-    const char* destination;
-  } rows[] = {
-      {"Users/mia/Library", "/canary"},
-      {"Users/mia/Library/Logs", "/canary"},
-      {"Users/mia/Library/Logs/Caldris", "/canary"},
-      {"Users/mia/Library/Logs/Caldris/Ixer", "/canary"},
-      {"Users/mia/Library/Logs/Caldris/Ixer", "/canary/missing"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(std::string(row.link) + " " + row.destination);
+  for (const test::MiasLink& link : test::kMiasLinks) {
+    SCOPED_TRACE(std::string(link.place) + " " + link.destination);
     const MiasRoot root(mia);
-    test::MakeDirs(root.Join("canary"));
-    const std::string link = root.Join(row.link);
-    test::MakeDirs(link.substr(0, link.rfind('/')));
-    test::MakeLink(link, row.destination);
-    test::SetOwner(link, mia.uid, mia.gid);
+    PutMiasLink(root, mia, link);
     test::RunInRoot(root.folder.Path(), [&] {
       const RealMachine machine(mia);
       RecordingTarget target;
@@ -1057,7 +1043,7 @@ TEST(SetLogFile, NeverGivesAwayWhatARealUsersLinkLeadsTo) {
     for (const auto& [path, item] : test::ReadTree(root.Join("canary"))) {
       EXPECT_EQ(Look(root.Join("canary/" + path)), (OwnerAndMode{0, 0, 0755})) << path;
     }
-    EXPECT_EQ(test::GetLink(link), row.destination);
+    EXPECT_EQ(test::GetLink(root.Join(link.place)), link.destination);
   }
 }
 

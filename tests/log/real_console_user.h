@@ -32,6 +32,28 @@ struct MiasRoot {
   [[nodiscard]] std::string Join(const std::string& path) const { return folder.Join(path); }
 };
 
+// A link that mia may have put where a folder of her log belongs, into a folder of root's.
+struct MiasLink {
+  const char* place;
+  const char* destination;
+};
+inline constexpr MiasLink kMiasLinks[] = {
+    {"Users/mia/Library", "/canary"},
+    {"Users/mia/Library/Logs", "/canary"},
+    {"Users/mia/Library/Logs/Caldris", "/canary"},
+    {"Users/mia/Library/Logs/Caldris/Ixer", "/canary"},
+    {"Users/mia/Library/Logs/Caldris/Ixer", "/canary/missing"},
+};
+
+// Puts it there, with root's folders that it needs.
+inline void PutMiasLink(const MiasRoot& root, const Person& mia, const MiasLink& link) {
+  MakeDirs(root.Join("canary"));
+  const std::string path = root.Join(link.place);
+  MakeDirs(path.substr(0, path.rfind('/')));
+  MakeLink(path, link.destination);
+  SetOwner(path, mia.uid, mia.gid);
+}
+
 // Everything real but the one at the console.
 struct RealMachine {
   CallRecord calls;

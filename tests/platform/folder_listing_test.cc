@@ -6,8 +6,8 @@
 #include <map>
 #include <string>
 #include <unistd.h>
-#include <vector>
 
+#include "tests/platform/folder_names.h"
 #include "tests/support/files.h"
 #include "tests/support/known_faults.h"
 #include "tests/support/run_in_root.h"
@@ -17,32 +17,15 @@ namespace platform {
 
 namespace {
 
-using Names = std::vector<std::string>;
+using test::List;
+using test::Names;
+using test::Walk;
 
 constexpr uid_t kUser = 1001;
 
 class FolderListingTest : public testing::Test {
  protected:
   [[nodiscard]] std::string At(const std::string& relative) const { return dir_.Join(relative); }
-
-  // The names in a folder, sorted; "failed" alone where it cannot be listed.
-  [[nodiscard]] static Names List(const std::string& path) {
-    Names names;
-    if (!ListFolder(path, &names)) return {"failed"};
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-
-  // The paths that a walk visits, sorted, folders with a "/" at the end, once for each visit.
-  [[nodiscard]] static Names Walk(const std::string& root) {
-    Names paths;
-    WalkFolder(root, [&](const WalkEntry& entry) {
-      paths.push_back(entry.path + (entry.isFolder ? "/" : ""));
-      return true;
-    });
-    std::sort(paths.begin(), paths.end());
-    return paths;
-  }
 
   test::ScopedTempDir dir_;
 };

@@ -15,24 +15,10 @@ namespace {
 TEST(SetLogFile, MakesNothingBehindARealUsersLinkToAFolderOfRoots) {
   if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
   const test::Person mia = {501, 20};
-  const struct {
-    const char* link;
-    const char* destination;
-  } rows[] = {
-      {"Users/mia/Library", "/canary"},
-      {"Users/mia/Library/Logs", "/canary"},
-      {"Users/mia/Library/Logs/Caldris", "/canary"},
-      {"Users/mia/Library/Logs/Caldris/Ixer", "/canary"},
-      {"Users/mia/Library/Logs/Caldris/Ixer", "/canary/missing"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(std::string(row.link) + " " + row.destination);
+  for (const test::MiasLink& link : test::kMiasLinks) {
+    SCOPED_TRACE(std::string(link.place) + " " + link.destination);
     const test::MiasRoot root(mia);
-    test::MakeDirs(root.Join("canary"));
-    const std::string link = root.Join(row.link);
-    test::MakeDirs(link.substr(0, link.rfind('/')));
-    test::MakeLink(link, row.destination);
-    test::SetOwner(link, mia.uid, mia.gid);
+    PutMiasLink(root, mia, link);
     const test::Tree before = test::ReadTree(root.Join("canary"));
     test::RunInRoot(root.folder.Path(), [&] {
       const test::RealMachine machine(mia);
@@ -41,7 +27,7 @@ TEST(SetLogFile, MakesNothingBehindARealUsersLinkToAFolderOfRoots) {
     });
     EXPECT_EQ(test::CompareTrees(before, test::ReadTree(root.Join("canary"))),
               std::vector<std::string>{});
-    EXPECT_EQ(test::GetLink(link), row.destination);
+    EXPECT_EQ(test::GetLink(root.Join(link.place)), link.destination);
   }
 }
 

@@ -1,12 +1,11 @@
 #include "platform/folder_listing.h"
 
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/mount.h>
 #include <unistd.h>
-#include <vector>
 
+#include "tests/platform/folder_names.h"
 #include "tests/support/files.h"
 #include "tests/support/run_in_root.h"
 #include "tests/support/scoped_temp_dir.h"
@@ -15,32 +14,15 @@ namespace platform {
 
 namespace {
 
-using Names = std::vector<std::string>;
+using test::List;
+using test::Names;
+using test::Walk;
 
 constexpr uid_t kUser = 1001;
 
 class PosixFolderListingTest : public testing::Test {
  protected:
   [[nodiscard]] std::string At(const std::string& relative) const { return dir_.Join(relative); }
-
-  // The names in a folder, sorted; "failed" alone where it cannot be listed.
-  [[nodiscard]] static Names List(const std::string& path) {
-    Names names;
-    if (!ListFolder(path, &names)) return {"failed"};
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-
-  // The paths that a walk visits, sorted.
-  [[nodiscard]] static Names Walk(const std::string& root) {
-    Names paths;
-    WalkFolder(root, [&](const WalkEntry& entry) {
-      paths.push_back(entry.path);
-      return true;
-    });
-    std::sort(paths.begin(), paths.end());
-    return paths;
-  }
 
  private:
   test::ScopedTempDir dir_;
@@ -81,7 +63,7 @@ TEST_F(PosixWalkFolderTest, PassesOverWhatCannotBeSearched) {
   test::SetMode(At("a/b/unsearchable"), 0744);
   test::RunInChild([&] {
     ASSERT_EQ(0, ::seteuid(kUser));
-    EXPECT_EQ((Names{"b", "b/unsearchable"}), Walk(At("a")));
+    EXPECT_EQ((Names{"b/", "b/unsearchable/"}), Walk(At("a")));
   });
 }
 
@@ -91,23 +73,17 @@ TEST(PosixWalkFolder, ReportsMountPointsAndDoesNotEnterThem) {
   test::PutFile(dir.Join("tree/plain/inner"), "x");
   test::MakeDirs(dir.Join("tree/mount"));
   test::MakeDirs(dir.Join("tree/bind"));
-  test::RunInRoot(
-      dir.Path(),
-      [] {
-        std::vector<std::string> paths;
-        WalkFolder("/tree", [&](const WalkEntry& entry) {
-          paths.push_back(entry.path);
-          return true;
-        });
-        std::sort(paths.begin(), paths.end());
-        EXPECT_EQ(paths, (std::vector<std::string>{"bind", "mount", "plain", "plain/inner"}));
-      },
-      {.beforeChangeRoot = [&] {
-        ASSERT_EQ(0, ::mount("none", dir.Join("tree/mount").c_str(), "tmpfs", 0, nullptr));
-        test::PutFile(dir.Join("tree/mount/new"), "x");
-        ASSERT_EQ(0, ::mount(dir.Join("tree/plain").c_str(), dir.Join("tree/bind").c_str(), nullptr,
-                             MS_BIND, nullptr));
-      }});
+  test::RunInRoot(dir.Path(),
+                  [] {
+                    EXPECT_EQ(Walk("/tree"), (Names{"bind/", "mount/", "plain/", "plain/inner"}));
+                  },
+                  {.beforeChangeRoot = [&] {
+                    ASSERT_EQ(0,
+                              ::mount("none", dir.Join("tree/mount").c_str(), "tmpfs", 0, nullptr));
+                    test::PutFile(dir.Join("tree/mount/new"), "x");
+                    ASSERT_EQ(0, ::mount(dir.Join("tree/plain").c_str(),
+                                         dir.Join("tree/bind").c_str(), nullptr, MS_BIND, nullptr));
+                  }});
 }
 
 }  // namespace
