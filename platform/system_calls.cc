@@ -2,6 +2,8 @@
 
 #include <cstdio>
 #include <libgen.h>
+#include <sys/file.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,10 +19,10 @@ int Semctl(int set, int semaphore, int command, SemaphoreArgument argument) {
 }
 
 // In the order of the table and without its names: <libgen.h> makes a macro of `basename`.
-constexpr SystemCalls kSystem = {::write,  ::fsync,    ::fstat,     ::close,   ::ftruncate,
-                                 ::fchmod, ::fchown,   ::renameat,  ::mkdirat, ::unlinkat,
-                                 ::remove, ::uname,    ::nanosleep, ::semget,  ::semop,
-                                 Semctl,   ::basename, ::dirname};
+constexpr SystemCalls kSystem = {::write,     ::fsync,  ::fstat,  ::close,      ::flock,
+                                 ::ftruncate, ::fchmod, ::fchown, ::renameat,   ::mkdirat,
+                                 ::unlinkat,  ::remove, ::uname,  ::getentropy, ::nanosleep,
+                                 ::semget,    ::semop,  Semctl,   ::basename,   ::dirname};
 
 const SystemCalls* currentCalls = &kSystem;
 

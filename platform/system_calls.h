@@ -28,6 +28,7 @@ struct SystemCalls {
   int (*fsync)(int fd);
   int (*fstat)(int fd, struct stat* status);
   int (*close)(int fd);
+  int (*flock)(int fd, int operation);
   int (*ftruncate)(int fd, off_t length);
   int (*fchmod)(int fd, mode_t mode);
   int (*fchown)(int fd, uid_t owner, gid_t group);
@@ -36,6 +37,7 @@ struct SystemCalls {
   int (*unlinkat)(int folder, const char* name, int flags);
   int (*remove)(const char* path);
   int (*uname)(struct utsname* names);
+  int (*getentropy)(void* bytes, std::size_t count);
   int (*nanosleep)(const struct timespec* time, struct timespec* rest);
   int (*semget)(key_t key, int count, int flags);
   int (*semop)(int set, struct sembuf* operations, std::size_t count);

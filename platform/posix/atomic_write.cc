@@ -37,17 +37,20 @@ constexpr std::size_t kTemporaryDigits = 16;
 // Each attempt can fall to the scan of another living writer, so there are more of them than such
 // writers ever are; they end because somebody hostile could go on for ever.
 constexpr int kMaxAttempts = 100;
+// How an attempt to make a temporary file ended. Lost: the name is somebody else's, or another
+// writer took the new file for a leftover before it was locked.
+enum class Attempt { kMade, kLost, kFailed };
 constexpr mode_t kPermissionBits = 0777;
 constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kPrivateMode = 0600;
 
-int MakeTemporaryName(std::string* name) {
+bool MakeTemporaryName(std::string* name) {
   std::uint64_t random = 0;
-  if (::getentropy(&random, sizeof random) != 0) return errno;
+  if (Calls().getentropy(&random, sizeof random) != 0) return false;
   std::array<char, kTemporaryDigits + 1> digits = {};
   (void)std::snprintf(digits.data(), digits.size(), "%016" PRIx64, random);
   *name = std::string(kTemporaryPrefix).append(digits.data());
-  return 0;
+  return true;
 }
 
 bool IsTemporaryName(std::string_view name) {
@@ -70,30 +73,24 @@ void RemoveLeftovers(const std::string& target, DirectoryStream* folder) {
     if (!file || ::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) continue;
     // Removed under the lock, so that a writer that has made the file but not locked it yet
     // notices.
-    if (::flock(file.Get(), LOCK_EX | LOCK_NB) == 0) {
+    if (Calls().flock(file.Get(), LOCK_EX | LOCK_NB) == 0) {
       (void)Calls().unlinkat(folder->Fd(), name, 0);
     }
   }
 }
 
-// The mode that the new file is to keep: of a regular file at `name`, none where that is missing or
-// a link.
-int ExamineTarget(int folder, const char* name, std::optional<mode_t>* mode) {
+// Whether the entry `name` may be replaced: it is missing, a link, or a regular file, whose mode
+// the new one is to keep.
+bool ExamineTarget(int folder, const char* name, std::optional<mode_t>* mode) {
   struct stat status = {};
-  if (::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-    return errno == ENOENT ? 0 : errno;
-  }
-  if (S_ISDIR(status.st_mode)) return EISDIR;
-  if (S_ISREG(status.st_mode)) {
-    *mode = status.st_mode & kPermissionBits;
-    return 0;
-  }
-  return S_ISLNK(status.st_mode) ? 0 : EINVAL;
+  if (::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT;
+  if (S_ISREG(status.st_mode)) *mode = status.st_mode & kPermissionBits;
+  return S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
 }
 
-int Sync(int fd) {
+bool Sync(int fd) {
   // EINVAL: the file system has nothing to sync here.
-  return Calls().fsync(fd) == 0 || errno == EINVAL ? 0 : errno;
+  return Calls().fsync(fd) == 0 || errno == EINVAL;
 }
 
 // A file beside the target, removed at the end of the scope unless it has become the target.
@@ -104,14 +101,14 @@ class TemporaryFile {
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-  [[nodiscard]] int Create(mode_t mode);
-  [[nodiscard]] int Write(std::string_view content) { return WriteAll(file_.Get(), content); }
+  [[nodiscard]] bool Create(mode_t mode);
+  [[nodiscard]] bool Write(std::string_view content) { return WriteAll(file_.Get(), content) == 0; }
   // `mode`: no value for the one that it was created with.
-  [[nodiscard]] int Finish(std::optional<mode_t> mode);
-  [[nodiscard]] int MoveTo(const std::string& target);
+  [[nodiscard]] bool Finish(std::optional<mode_t> mode);
+  [[nodiscard]] bool MoveTo(const std::string& target);
 
  private:
-  [[nodiscard]] int TryToCreate(mode_t mode);
+  [[nodiscard]] Attempt TryToCreate(mode_t mode);
   void Remove();
 
   const int folder_;
@@ -121,45 +118,43 @@ class TemporaryFile {
   UniqueFd lock_;
 };
 
-int TemporaryFile::Create(mode_t mode) {
-  int error = EAGAIN;
-  for (int i = 0; i < kMaxAttempts && (error == EAGAIN || error == EEXIST); ++i) {
+bool TemporaryFile::Create(mode_t mode) {
+  Attempt attempt = Attempt::kLost;
+  for (int i = 0; i < kMaxAttempts && attempt == Attempt::kLost; ++i) {
     Remove();
-    error = TryToCreate(mode);
+    attempt = TryToCreate(mode);
   }
-  return error;
+  return attempt == Attempt::kMade;
 }
 
-// EAGAIN: another process took the new file for a leftover before it was locked.
-int TemporaryFile::TryToCreate(mode_t mode) {
+Attempt TemporaryFile::TryToCreate(mode_t mode) {
   std::string name;
-  const int error = MakeTemporaryName(&name);
-  if (error != 0) return error;
+  if (!MakeTemporaryName(&name)) return Attempt::kFailed;
+  // Follows no link: with O_EXCL one that has the name already makes the call fail.
   file_.Reset(RepeatInterrupted([&] {
-    return ::openat(folder_, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                    mode);
+    return ::openat(folder_, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
   }));
-  if (!file_) return errno;
+  if (!file_) return errno == EEXIST ? Attempt::kLost : Attempt::kFailed;
   name_ = std::move(name);
-  if (::flock(file_.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return EAGAIN;
+  if (Calls().flock(file_.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    return Attempt::kLost;
+  }
   struct stat status = {};
-  if (::fstat(file_.Get(), &status) != 0) return errno;
-  if (status.st_nlink == 0) return EAGAIN;
+  if (Calls().fstat(file_.Get(), &status) != 0) return Attempt::kFailed;
+  if (status.st_nlink == 0) return Attempt::kLost;
   lock_.Reset(::fcntl(file_.Get(), F_DUPFD_CLOEXEC, 0));
-  return lock_ ? 0 : errno;
+  return lock_ ? Attempt::kMade : Attempt::kFailed;
 }
 
-int TemporaryFile::Finish(std::optional<mode_t> mode) {
-  if (mode && Calls().fchmod(file_.Get(), *mode) != 0) return errno;
-  const int error = Sync(file_.Get());
-  if (error != 0) return error;
-  return Calls().close(file_.Release()) == 0 ? 0 : errno;
+bool TemporaryFile::Finish(std::optional<mode_t> mode) {
+  return (!mode || Calls().fchmod(file_.Get(), *mode) == 0) && Sync(file_.Get()) &&
+         Calls().close(file_.Release()) == 0;
 }
 
-int TemporaryFile::MoveTo(const std::string& target) {
-  if (Calls().renameat(folder_, name_.c_str(), folder_, target.c_str()) != 0) return errno;
+bool TemporaryFile::MoveTo(const std::string& target) {
+  if (Calls().renameat(folder_, name_.c_str(), folder_, target.c_str()) != 0) return false;
   name_.clear();
-  return 0;
+  return true;
 }
 
 void TemporaryFile::Remove() {
@@ -169,26 +164,21 @@ void TemporaryFile::Remove() {
 
 }  // namespace
 
-int WriteFileAtomicallyAt(int folder, const std::string& name, std::string_view content) {
+bool WriteFileAtomicallyAt(int folder, const std::string& name, std::string_view content) {
   std::optional<mode_t> mode;
-  int error = ExamineTarget(folder, name.c_str(), &mode);
-  if (error != 0) return error;
+  if (!ExamineTarget(folder, name.c_str(), &mode)) return false;
 
   // Opened before anything is changed: what the sync at the end needs cannot be lacking then. A
   // folder that may be written but not read has neither clean-up nor sync.
   DirectoryStream entries;
-  error = entries.Open(folder, ".");
-  if (error != 0 && error != EACCES) return error;
+  const int error = entries.Open(folder, ".");
+  if (error != 0 && error != EACCES) return false;
   const bool isReadable = error == 0;
   if (isReadable) RemoveLeftovers(name, &entries);
 
   TemporaryFile file(folder);
-  error = file.Create(mode ? kPrivateMode : kNewFileMode);
-  if (error == 0) error = file.Write(content);
-  if (error == 0) error = file.Finish(mode);
-  if (error == 0) error = file.MoveTo(name);
-  if (error == 0 && isReadable) error = Sync(entries.Fd());
-  return error;
+  return file.Create(mode ? kPrivateMode : kNewFileMode) && file.Write(content) &&
+         file.Finish(mode) && file.MoveTo(name) && (!isReadable || Sync(entries.Fd()));
 }
 
 bool WriteFileAtomically(const std::string& path, std::string_view content) {
@@ -197,7 +187,7 @@ bool WriteFileAtomically(const std::string& path, std::string_view content) {
 }
 
 bool WriteFileAtomically(const LocatedItem& item, std::string_view content) {
-  return !item.mustBeFolder && WriteFileAtomicallyAt(item.folder.Get(), item.name, content) == 0;
+  return !item.mustBeFolder && WriteFileAtomicallyAt(item.folder.Get(), item.name, content);
 }
 
 }  // namespace platform

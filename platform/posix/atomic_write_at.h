@@ -7,9 +7,8 @@
 namespace platform {
 
 // `WriteFileAtomically` for the entry `name` of the open folder `folder`.
-// Returns 0 or the error number.
-[[nodiscard]] int WriteFileAtomicallyAt(int folder, const std::string& name,
-                                        std::string_view content);
+[[nodiscard]] bool WriteFileAtomicallyAt(int folder, const std::string& name,
+                                         std::string_view content);
 
 }  // namespace platform
 

@@ -62,8 +62,8 @@ bool SetIcon(const LocatedItem& entry, std::string_view png) {
   if (oldEntry == Item::kForeign) return false;
   const int folder = entry.folder.Get();
   const Item oldImage = LookAtImage(folder);
-  if (WriteFileAtomicallyAt(folder, kImageName, png) != 0) return false;
-  if (oldEntry == Item::kOurs || WriteFileAtomicallyAt(folder, kEntryName, kEntryText) == 0) {
+  if (!WriteFileAtomicallyAt(folder, kImageName, png)) return false;
+  if (oldEntry == Item::kOurs || WriteFileAtomicallyAt(folder, kEntryName, kEntryText)) {
     return true;
   }
   if (oldImage == Item::kMissing) (void)Calls().unlinkat(folder, kImageName, 0);

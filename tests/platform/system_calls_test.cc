@@ -1,9 +1,11 @@
 #include "platform/system_calls.h"
 
+#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/file.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
@@ -106,6 +108,26 @@ TEST_F(SystemCallsTest, BasenameAndDirnameDropTrailingSlashes) {
     EXPECT_STREQ(row.base, Calls().basename(forBase.data()));
     EXPECT_STREQ(row.folder, Calls().dirname(forFolder.data()));
   }
+}
+
+TEST_F(SystemCallsTest, FlockIsTheSystemsOwn) {
+  test::PutFile(dir_.Join("f"), "");
+  const UniqueFd first(::openat(folder_.Get(), "f", O_RDONLY | O_CLOEXEC));
+  const UniqueFd second(::openat(folder_.Get(), "f", O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(0, Calls().flock(first.Get(), LOCK_EX | LOCK_NB));
+  EXPECT_EQ(-1, Calls().flock(second.Get(), LOCK_EX | LOCK_NB));
+  EXPECT_EQ(EWOULDBLOCK, errno);
+}
+
+TEST(SystemCalls, RandomNumbersAreTheSystemsOwn) {
+  std::array<unsigned char, 16> none = {};
+  std::array<unsigned char, 16> first = {};
+  std::array<unsigned char, 16> second = {};
+  EXPECT_EQ(0, Calls().getentropy(first.data(), first.size()));
+  EXPECT_EQ(0, Calls().getentropy(second.data(), second.size()));
+  EXPECT_NE(none, first);
+  EXPECT_NE(first, second);
+  EXPECT_EQ(-1, Calls().getentropy(first.data(), 257));
 }
 
 TEST(SystemCalls, UnameIsTheSystemsOwn) {
