@@ -10,11 +10,13 @@ namespace hook {
 namespace {
 
 // A file always opens as the lowest number that is free, and that is the one at hand,
-// because those below it are open by then.
+// because those below it are open by then. Standard streams are inherited.
 void OpenMissingStandardStreams() {
+  // NOLINTBEGIN(android-cloexec-open)
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     if (fcntl(stream, F_GETFD) == -1 && open("/dev/null", O_RDWR) == -1) (void)open("/", O_RDONLY);
   }
+  // NOLINTEND(android-cloexec-open)
 }
 
 void IgnoreSignal(int signal) {
