@@ -12,7 +12,8 @@ namespace platform {
 //
 // POSIX half: by mount, so bind mounts and stacked mounts are told apart. A
 // mount that this process cannot see listed (inside a changed root, or with no
-// /proc) is taken to begin at the topmost ancestor on the same device.
+// /proc) is taken to begin at the topmost folder on the same device; a file
+// counts as on the device of its folder.
 [[nodiscard]] int GetMountPoint(const std::string& path, std::string* mountPoint);
 
 }  // namespace platform

@@ -34,17 +34,19 @@ std::string ReadMountInfo() {
   }
 }
 
-int FindTopmostOnDevice(const std::string& path, dev_t device, std::string* topmost) {
+int FindTopmostOnDevice(const std::string& path, const struct stat& item, std::string* topmost) {
   const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr),
                                                              &std::free);
   if (resolved == nullptr) return errno;
   std::string top = resolved.get();
+  struct stat status = item;
   while (top != "/") {
     const std::size_t slash = top.rfind('/');
     std::string parent = slash == 0 ? "/" : top.substr(0, slash);
-    struct stat status = {};
+    const struct stat below = status;
     if (::stat(parent.c_str(), &status) != 0) return errno;
-    if (status.st_dev != device) break;
+    // An overlay file system has one number for its folders, but tells that of a layer for a file.
+    if (S_ISDIR(below.st_mode) && below.st_dev != status.st_dev) break;
     top = std::move(parent);
   }
   *topmost = std::move(top);
@@ -61,7 +63,7 @@ int GetMountPoint(const std::string& path, std::string* mountPoint) {
   if (GetMountId(item.Get(), &id) == 0 && FindMountPoint(ReadMountInfo(), id, mountPoint)) return 0;
   struct stat status = {};
   if (::fstat(item.Get(), &status) != 0) return errno;
-  return FindTopmostOnDevice(path, status.st_dev, mountPoint);
+  return FindTopmostOnDevice(path, status, mountPoint);
 }
 
 }  // namespace platform

@@ -134,11 +134,27 @@ std::string MountProc(const std::string& folder) {
   return "";
 }
 
+// On memory, in place of what is at the folder.
+std::string MountOverlay(const std::string& folder) {
+  if (mount("none", folder.c_str(), "tmpfs", 0, nullptr) != 0) return WithErrno("mount " + folder);
+  for (const char* const name : {"/lower", "/upper", "/work", "/all"}) {
+    if (mkdir((folder + name).c_str(), 0755) != 0) return WithErrno("mkdir " + folder + name);
+  }
+  const std::string options =
+      "lowerdir=" + folder + "/lower,upperdir=" + folder + "/upper,workdir=" + folder + "/work";
+  if (mount("none", (folder + "/all").c_str(), "overlay", 0, options.c_str()) != 0) {
+    return WithErrno("mount an overlay");
+  }
+  return "";
+}
+
 #else
 
 std::string LeaveMachine(bool) { return "no namespaces on this system"; }
 
 std::string MountProc(const std::string&) { return "no namespaces on this system"; }
+
+std::string MountOverlay(const std::string&) { return "no namespaces on this system"; }
 
 #endif
 
@@ -176,6 +192,14 @@ std::string WhyNoMounts() {
     return refusal.empty() ? RunForked([] { return MountProc("/proc"); }) : refusal;
   });
   return WhyNoRoot().empty() ? why : WhyNoRoot();
+}
+
+std::string WhyNoOverlays() {
+  static const std::string why = RunForked([] {
+    const std::string refusal = LeaveMachine(/*toMount=*/true);
+    return refusal.empty() ? RunForked([] { return MountOverlay("/proc"); }) : refusal;
+  });
+  return WhyNoMounts().empty() ? why : WhyNoMounts();
 }
 
 std::string WhyNoRealRoot() {

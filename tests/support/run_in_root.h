@@ -21,6 +21,9 @@ struct RootOptions {
 // (Root can change its root folder even where namespaces are refused.)
 [[nodiscard]] std::string WhyNoMounts();
 
+// As WhyNoMounts, and says so too where no overlay file system can be mounted.
+[[nodiscard]] std::string WhyNoOverlays();
+
 // As WhyNoRoot, and says so too where the process is not the machine's real root: for tests
 // that need several real uids (chown, seteuid).
 [[nodiscard]] std::string WhyNoRealRoot();

@@ -214,10 +214,7 @@ TEST_F(PosixRemoveItemTest, RemovesAWideTree) {
 
 TEST_F(PosixRemoveItemTest, RemovesATreeOfALowerLayer) {
   if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
-  if (const std::string why = test::WhyNoMounts(); !why.empty()) GTEST_SKIP() << why;
-  if (test::GetFile("/proc/filesystems").value_or("").find("overlay\n") == std::string::npos) {
-    GTEST_SKIP() << "no overlay file system here";
-  }
+  if (const std::string why = test::WhyNoOverlays(); !why.empty()) GTEST_SKIP() << why;
   test::MakeDirs(At("layers"));
   test::MakeDirs(At("all"));
   test::RunInRoot(dir_.Path(), [&] { ExpectSuccess("/all/app/tree"); },

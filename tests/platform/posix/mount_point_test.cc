@@ -9,6 +9,7 @@
 
 #include "tests/platform/posix/deny_system_calls.h"
 #include "tests/support/files.h"
+#include "tests/support/mount_memory.h"
 #include "tests/support/run_in_root.h"
 #include "tests/support/scoped_temp_dir.h"
 
@@ -147,6 +148,35 @@ TEST_F(PosixGetMountPointTest, TakesTheTopmostAncestorWhereTheMountCannotBeSeen)
         EXPECT_EQ("/proc", MountPoint("/proc/self"));
       },
       /*mountProc=*/true);
+}
+
+// The kernel tells the device of a layer for a file, but one of its own for every folder.
+TEST(PosixGetMountPoint, TakesNoFileOfAnOverlayForAMountWithoutProc) {
+  if (const std::string why = test::WhyNoOverlays(); !why.empty()) GTEST_SKIP() << why;
+  const test::ScopedTempDir dir;
+  test::MakeDirs(dir.Join("all"));
+  test::RunInRoot(
+      dir.Path(),
+      [] {
+        for (const std::string path : {"/all/lower", "/all/upper", "/all/sub/lower", "/all/sub"}) {
+          SCOPED_TRACE(path);
+          std::string mountPoint;
+          EXPECT_EQ(0, GetMountPoint(path, &mountPoint));
+          EXPECT_EQ("/all", mountPoint);
+        }
+      },
+      {.beforeChangeRoot = [&dir] {
+        test::MountMemory(dir.Join("one"));
+        test::MountMemory(dir.Join("other"));
+        test::PutFile(dir.Join("one/lower"), "");
+        test::PutFile(dir.Join("one/sub/lower"), "");
+        test::PutFile(dir.Join("other/layer/upper"), "");
+        test::MakeDirs(dir.Join("other/work"));
+        const std::string options = "xino=off,lowerdir=" + dir.Join("one") +
+                                    ",upperdir=" + dir.Join("other/layer") +
+                                    ",workdir=" + dir.Join("other/work");
+        ASSERT_EQ(0, ::mount("none", dir.Join("all").c_str(), "overlay", 0, options.c_str()));
+      }});
 }
 
 TEST_F(PosixGetMountPointTest, WorksWhereTheKernelDoesNotTellMounts) {
