@@ -31,9 +31,10 @@ void SetLevel(LogTargetBase& target, LogLevel level);
 
 // Sets the target's file: `fileName` (null or empty: the name that the target has) in `folder`
 // (null or empty: Library/Logs/Caldris/Ixer in the console user's home), and opens it once, which
-// makes it where it is missing. The result, and whether the target may be opened at all, is
-// whether that worked; false too for a given name that holds a folder, and the path is then
-// half-changed. A given folder is not made.
+// makes it where it is missing, with mode 0666: every user may write it. The result, and whether
+// the target may be opened at all, is whether that worked; false too for a given name that holds a
+// folder, and the path is then half-changed. A given folder is not made; it should hold nothing
+// else whose name begins with the file's stem: that is removed with old copies (pruning.h).
 //
 // Where the two product folders of the default are newly made and somebody is at the console they
 // become that person's, with mode 0777; a link in the place of either is left alone. Without a

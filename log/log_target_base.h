@@ -32,8 +32,8 @@ class LogTargetBase {
   virtual bool Close() = 0;
   // Writes one record. Texts may be null. `arguments` may be null: the format is then the message,
   // as it stands. `timeMs` is in milliseconds since the beginning of 1970 in UTC, 0 for now. With
-  // `useLock` other processes that write the same file are kept out meanwhile. `arguments` are used
-  // up.
+  // `useLock` other processes and threads that write the same file are kept out meanwhile.
+  // `arguments` are used up.
   virtual bool Write(LogLevel level, const char* text1, const char* text2, const char* text3,
                      const char* text4, const char* text5, const char* text6, const char* format,
                      va_list* arguments, std::int64_t timeMs, bool useLock)

@@ -25,18 +25,22 @@ namespace dunmar {
 
 // The log file: a line of text for each record (record_format.h), flushed at once, written under a
 // lock that every process shares which writes the same file (cross_process_lock.h). A file that has
-// grown too large is copied aside and emptied (rollover.h), old copies are pruned (pruning.h).
+// grown too large is copied aside and emptied (rollover.h), old copies are pruned (pruning.h), and
+// so is whatever else beside the file has a name that begins with the file's stem: a log wants a
+// folder of its own.
 //
 // States: closed, then open from a successful `Open` until `Close`. Opening again is allowed.
 // Records are dropped in silence while the lock cannot be had: there is no writing without it.
 // Nothing but memory that runs out is thrown.
 //
-// One thread at a time may set a target up, open or close it; `Write` with `useLock` may be called
-// from several at once, because the lock keeps threads apart too.
+// What several threads may do at once is told in logger.h. `Write` without `useLock` is for a
+// thread that holds the lock, or is alone.
 class LogTargetDefault : public LogTargetBase {
  public:
   // `name` may be null. Gathers the session header at once. Process-wide: looks for marker files in
-  // the console user's logs folder, and makes that folder.
+  // the console user's logs folder, and makes that folder (~/Library/Logs, mode 0700). The header
+  // looks for the product in /Applications, which is made too where it is missing and the process
+  // may do so.
   explicit LogTargetDefault(const char* name);
 
   // log_file.h says what is refused.

@@ -15,8 +15,8 @@
 namespace dunmar {
 
 // Which targets get the records of which name. Owns no target: whoever made one keeps it, and keeps
-// it alive while it is registered. Not safe from several threads. A target may log while it writes,
-// opens or closes, but must not register or unregister any.
+// it alive while it is registered. What several threads may do at once is told in logger.h. A
+// target may log while it writes, opens or closes, but must not register or unregister any.
 class LogTargetRegistry {
  public:
   LogTargetRegistry() = default;

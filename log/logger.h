@@ -19,6 +19,14 @@ namespace dunmar {
 // The front end that code logs through: it hands each message to the targets that the registry
 // lists under its target name, with four texts of its own as the record's fields 1 to 4.
 //
+// Threads: any number of them may log at once, through one logger or several, also to the same
+// targets. No thread may meanwhile change what they use: register or unregister a target, set one
+// up (log_setup.h), open or close it, or call `SetFieldText2`. Neither logger nor registry holds a
+// lock. A log file has one (cross_process_lock.h), which keeps apart the threads that write it as
+// it does the processes, and the rotation of the file belongs to one of them; a target of another
+// kind has to see to that itself. (macOS: two files of one process must not be rotated at the same
+// moment, because basename(3) and dirname(3) have one buffer there for all threads.)
+//
 // A null format logs nothing. For `Warn`, `Error`, `Fatal` and `Log` a null text counts as empty;
 // for the operations ending in `With` every null text makes that nothing is logged.
 class Logger : public AbstractLogger {
