@@ -16,7 +16,9 @@
 #endif
 // Only where there are namespaces are the arguments of mount those used here.
 #ifdef CLONE_NEWNS
+#include <grp.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #endif
 
 namespace test {
@@ -128,6 +130,15 @@ std::string LeaveMachine(bool toMount) {
   return root && !toMount ? "" : why;
 }
 
+std::string BecomeUser(uid_t user, gid_t group) {
+  if (setgroups(0, nullptr) != 0 || setgid(group) != 0 || setuid(user) != 0) {
+    return WithErrno("setuid");
+  }
+  // The change of user has closed /proc/self to the process itself; a program that an ordinary user
+  // starts has it open.
+  return prctl(PR_SET_DUMPABLE, 1) == 0 ? "" : WithErrno("prctl");
+}
+
 std::string MountProc(const std::string& folder) {
   if (mkdir(folder.c_str(), 0755) != 0 && errno != EEXIST) return WithErrno("mkdir " + folder);
   if (mount("proc", folder.c_str(), "proc", 0, nullptr) != 0) return WithErrno("mount " + folder);
@@ -151,6 +162,8 @@ std::string MountOverlay(const std::string& folder) {
 #else
 
 std::string LeaveMachine(bool) { return "no namespaces on this system"; }
+
+std::string BecomeUser(uid_t, gid_t) { return "no namespaces on this system"; }
 
 std::string MountProc(const std::string&) { return "no namespaces on this system"; }
 
@@ -192,6 +205,14 @@ std::string WhyNoMounts() {
     return refusal.empty() ? RunForked([] { return MountProc("/proc"); }) : refusal;
   });
   return WhyNoRoot().empty() ? why : WhyNoRoot();
+}
+
+std::string WhyNoMountsAs(uid_t user, gid_t group) {
+  return RunForked([&] {
+    std::string refusal = BecomeUser(user, group);
+    if (refusal.empty()) refusal = LeaveMachine(/*toMount=*/true);
+    return refusal.empty() ? RunForked([] { return MountProc("/proc"); }) : refusal;
+  });
 }
 
 std::string WhyNoOverlays() {

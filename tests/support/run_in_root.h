@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <sys/types.h>
 
 namespace test {
 
@@ -20,6 +21,9 @@ struct RootOptions {
 // As WhyNoRoot, and says so too where nothing can be mounted: for tests that use RootOptions.
 // (Root can change its root folder even where namespaces are refused.)
 [[nodiscard]] std::string WhyNoMounts();
+
+// As WhyNoMounts, for root's child that becomes this user for good.
+[[nodiscard]] std::string WhyNoMountsAs(uid_t user, gid_t group);
 
 // As WhyNoMounts, and says so too where no overlay file system can be mounted.
 [[nodiscard]] std::string WhyNoOverlays();

@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "tests/support/files.h"
+#include "tests/support/mount_memory.h"
 #include "tests/support/resting_state.h"
 #include "tests/support/run_apart.h"
 #include "tests/support/scoped_temp_dir.h"
@@ -392,10 +393,35 @@ TEST(WhyNoRoot, AndTheOthersHoldForRootWithLessPowerToo) {
   }
 }
 
+TEST(WhyNoMountsAs, TellsTheSameAsWhyNoMountsForRootItself) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  EXPECT_EQ(test::WhyNoMountsAs(0, 0), test::WhyNoMounts());
+}
+
+TEST(WhyNoOverlays, TellsWhetherAnOverlayCanBeMounted) {
+  const test::ScopedTempDir root;
+  const test::ApartResult result = test::RunApart([&] {
+    test::RunInRoot(
+        root.Path(), [] {},
+        {.mountProc = false, .beforeChangeRoot = [&] {
+           test::MountMemory(root.Join("layers"));
+           for (const std::string name : {"lower", "upper", "work", "all"}) {
+             test::MakeDirs(root.Join("layers/" + name));
+           }
+           const std::string options = "lowerdir=" + root.Join("layers/lower") +
+                                       ",upperdir=" + root.Join("layers/upper") +
+                                       ",workdir=" + root.Join("layers/work");
+           ASSERT_EQ(mount("none", root.Join("layers/all").c_str(), "overlay", 0, options.c_str()),
+                     0);
+         }});
+  });
+  EXPECT_EQ(test::WhyNoOverlays().empty(), !result.failed)
+      << test::WhyNoOverlays() << result.output;
+}
+
 TEST_F(RunInRootWithMounts, IsRootOfAUserNamespaceForAnOrdinaryUser) {
   if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
-  const std::optional<std::string> limit = test::GetFile("/proc/sys/user/max_user_namespaces");
-  if (!limit || *limit == "0\n") GTEST_SKIP() << "no user namespaces";
+  if (const std::string why = test::WhyNoMountsAs(501, 20); !why.empty()) GTEST_SKIP() << why;
   test::SetOwner(root_.Path(), 501, 20);
   test::RunInChild([&] {
     ASSERT_EQ(setgroups(0, nullptr), 0);
