@@ -1,7 +1,9 @@
 #include "tests/support/resting_state.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -60,7 +62,11 @@ TEST(DescribeUnrest, NamesChangedVariables) {
   }
 }
 
+// Open descriptors are listed there. In a changed root it may lead nowhere.
+bool HasListOfDescriptors() { return access("/dev/fd/.", R_OK) == 0; }
+
 TEST(DescribeUnrest, NamesDescriptorsLeftOpen) {
+  if (!HasListOfDescriptors()) GTEST_SKIP() << "/dev/fd: " << std::strerror(errno);
   test::RunInChild([] {
     ASSERT_EQ(dup2(STDERR_FILENO, 50), 50);
     EXPECT_EQ(test::DescribeUnrest(), "descriptor 50 left open\n");
@@ -68,6 +74,7 @@ TEST(DescribeUnrest, NamesDescriptorsLeftOpen) {
 }
 
 TEST(DescribeUnrest, NamesClosedDescriptors) {
+  if (!HasListOfDescriptors()) GTEST_SKIP() << "/dev/fd: " << std::strerror(errno);
   test::RunInChild([] {
     close(STDERR_FILENO);
     EXPECT_EQ(test::DescribeUnrest(), "descriptor 2 closed\n");
