@@ -17,9 +17,12 @@ constexpr auto kNoUser = static_cast<uid_t>(-1);
 
 }  // namespace
 
-LoginUserSwitchGuard::LoginUserSwitchGuard()
-    : savedUser_(kNoUser), lock_("SwitchToLoginUserCriticalSection") {
+LoginUserSwitchGuard::LoginUserSwitchGuard(uid_t savedUser)
+    : savedUser_(savedUser), lock_("SwitchToLoginUserCriticalSection") {
   lock_.Lock();
+}
+
+LoginUserSwitchGuard::LoginUserSwitchGuard() : LoginUserSwitchGuard(kNoUser) {
   const std::optional<platform::ConsoleUser> user = FindConsoleUser();
   if (!user) return;
   platform::ProcessIdentity& identity = *platform::CurrentHost().identity;
@@ -31,8 +34,9 @@ LoginUserSwitchGuard::LoginUserSwitchGuard()
 }
 
 LoginUserSwitchGuard::~LoginUserSwitchGuard() {
-  // Fails only where the switch did, and then there is nothing to undo.
-  if (savedUser_ != kNoUser) (void)platform::CurrentHost().identity->SetEffectiveUser(savedUser_);
+  if (savedUser_ != kNoUser) {
+    platform::RestoreEffectiveUser(*platform::CurrentHost().identity, savedUser_);
+  }
   lock_.Unlock();
 }
 

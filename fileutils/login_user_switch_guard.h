@@ -25,6 +25,10 @@ class LoginUserSwitchGuard {
   LoginUserSwitchGuard& operator=(const LoginUserSwitchGuard&) = delete;
 
  private:
+  // Holds the lock and has not switched. A constructor of its own, so that where the
+  // other one fails half-way the destructor gives the lock back.
+  explicit LoginUserSwitchGuard(uid_t savedUser);
+
   friend const platform::NamedRecursiveLock& LockForTesting(const LoginUserSwitchGuard& guard);
 
   uid_t savedUser_;  // all ones: no switch was made

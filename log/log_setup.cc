@@ -34,7 +34,7 @@ class EffectiveUserSwitch {
       : savedUser_(platform::CurrentHost().identity->EffectiveUser()),
         switched_(platform::CurrentHost().identity->SetEffectiveUser(user) == 0) {}
   ~EffectiveUserSwitch() {
-    if (switched_) (void)platform::CurrentHost().identity->SetEffectiveUser(savedUser_);
+    if (switched_) platform::RestoreEffectiveUser(*platform::CurrentHost().identity, savedUser_);
   }
   EffectiveUserSwitch(const EffectiveUserSwitch&) = delete;
   EffectiveUserSwitch& operator=(const EffectiveUserSwitch&) = delete;

@@ -19,9 +19,15 @@ LogTargetRegistry& LogTargetRegistry::Instance() {
 
 bool LogTargetRegistry::Register(LogTargetBase* target) {
   if (target == nullptr || !target->Open()) return false;
-  std::vector<LogTargetBase*>& listed = targets_[target->GetName()];
-  if (std::find(listed.begin(), listed.end(), target) != listed.end()) return true;
-  listed.push_back(target);
+  const auto entry = targets_.find(target->GetName());
+  if (entry == targets_.end()) {
+    // As a whole: where memory runs out no name may stay behind without a target.
+    targets_.emplace(target->GetName(), std::vector<LogTargetBase*>{target});
+  } else {
+    std::vector<LogTargetBase*>& listed = entry->second;
+    if (std::find(listed.begin(), listed.end(), target) != listed.end()) return true;
+    listed.push_back(target);
+  }
   target->AddReference();
   return true;
 }

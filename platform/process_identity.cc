@@ -16,6 +16,14 @@ class Identity final : public ProcessIdentity {
 
 }  // namespace
 
+void RestoreEffectiveUser(ProcessIdentity& identity, uid_t user) {
+  constexpr int kMoreTries = 3;
+  int error = identity.SetEffectiveUser(user);
+  for (int i = 0; i < kMoreTries && error != 0 && identity.EffectiveUser() != user; ++i) {
+    error = identity.SetEffectiveUser(user);
+  }
+}
+
 ProcessIdentity& SystemProcessIdentity() {
   static Identity identity;
   return identity;

@@ -17,6 +17,11 @@ class ProcessIdentity {
   ~ProcessIdentity() = default;
 };
 
+// Makes the process the user again that it was before a switch. Where the system
+// refuses (it may lack memory) it is asked three times more; after that the
+// process goes on as the user that it is.
+void RestoreEffectiveUser(ProcessIdentity& identity, uid_t user);
+
 // The system's own, the same on every system.
 [[nodiscard]] ProcessIdentity& SystemProcessIdentity();
 

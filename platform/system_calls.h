@@ -24,6 +24,7 @@ union SemaphoreArgument {
 // entry behaves as the call of its name: result and `errno`. No entry without
 // a test that replaces it (system_calls_for_testing.h).
 struct SystemCalls {
+  ssize_t (*read)(int fd, void* bytes, std::size_t count);
   ssize_t (*write)(int fd, const void* bytes, std::size_t count);
   int (*fsync)(int fd);
   int (*fstat)(int fd, struct stat* status);

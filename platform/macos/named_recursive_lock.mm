@@ -1,10 +1,18 @@
 #include "platform/named_recursive_lock.h"
 
 #import <Foundation/NSLock.h>
+#include <atomic>
 
 #include "platform/macos/foundation_text.h"
+#include "platform/named_recursive_lock_for_testing.h"
 
 namespace platform {
+
+namespace {
+
+std::atomic<int> heldLocks = 0;
+
+}  // namespace
 
 struct NamedRecursiveLock::Implementation {
   Implementation() = default;
@@ -27,11 +35,13 @@ NamedRecursiveLock::~NamedRecursiveLock() = default;
 void NamedRecursiveLock::Lock() {
   @autoreleasepool {
     [implementation_->lock lock];
+    ++heldLocks;
   }
 }
 
 void NamedRecursiveLock::Unlock() {
   @autoreleasepool {
+    --heldLocks;
     [implementation_->lock unlock];
   }
 }
@@ -41,5 +51,7 @@ std::string NamedRecursiveLock::Name() const {
     return FromFoundation([implementation_->lock name]).value_or("");
   }
 }
+
+int CountHeldLocksForTesting() { return heldLocks; }
 
 }  // namespace platform

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "platform/checked_file.h"
+#include "platform/interrupted_call.h"
 #include "platform/path_walk.h"
 #include "platform/posix/atomic_write_at.h"
 #include "platform/posix/host_parts.h"
@@ -45,7 +46,8 @@ Item LookAtEntry(const LocatedItem& entry) {
     return error == ENOENT ? Item::kMissing : Item::kForeign;
   }
   std::array<char, kEntryText.size() + 1> text;
-  const ssize_t count = read(file.Get(), text.data(), text.size());
+  const ssize_t count =
+      RepeatInterrupted([&] { return Calls().read(file.Get(), text.data(), text.size()); });
   if (count < 0) return Item::kForeign;
   return std::string_view(text.data(), static_cast<std::size_t>(count)) == kEntryText
              ? Item::kOurs

@@ -2,14 +2,19 @@
 
 #include <cerrno>
 #include <gtest/gtest.h>
+#include <new>
 #include <optional>
 #include <string>
 #include <thread>
 #include <type_traits>
 #include <unistd.h>
+#include <vector>
 
 #include "fileutils/login_user_switch_guard_for_testing.h"
+#include "platform/console_user.h"
 #include "platform/host_for_testing.h"
+#include "platform/named_recursive_lock_for_testing.h"
+#include "platform/process_identity.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/run_in_root.h"
 #include "tests/support/scoped_temp_dir.h"
@@ -98,6 +103,55 @@ TEST(LoginUserSwitchGuard, SwitchesBackWhenTheGuardedCodeThrows) {
       },
       int);
   EXPECT_EQ(host.identity.user, 0U);
+}
+
+// Whoever is asked has no memory left for an answer.
+class ThrowingConsole final : public platform::ConsoleUserSource {
+ public:
+  [[nodiscard]] bool GetConsoleUser(platform::ConsoleUser*) override {
+    EXPECT_EQ(platform::CountHeldLocksForTesting(), 1);
+    throw std::bad_alloc();
+  }
+};
+
+TEST(LoginUserSwitchGuard, GivesItsLockBackWhereTheLookupOfTheUserThrows) {
+  test::FakeHost host;
+  ThrowingConsole console;
+  platform::ScopedHost replaced;
+  replaced->console = &console;
+  EXPECT_THROW({ const LoginUserSwitchGuard guard; }, std::bad_alloc);
+  EXPECT_EQ(platform::CountHeldLocksForTesting(), 0);
+  EXPECT_TRUE(host.calls.empty());
+}
+
+// Refuses to become root again for some time, as a kernel without memory does.
+class ReluctantIdentity final : public platform::ProcessIdentity {
+ public:
+  uid_t user = 0;
+  int refusals = 0;
+  std::vector<uid_t> asked;
+  [[nodiscard]] uid_t EffectiveUser() override { return user; }
+  [[nodiscard]] int SetEffectiveUser(uid_t newUser) override {
+    asked.push_back(newUser);
+    if (newUser == 0 && refusals-- > 0) return ENOMEM;
+    user = newUser;
+    return 0;
+  }
+};
+
+TEST(LoginUserSwitchGuard, TriesTheWayBackThreeTimesMore) {
+  for (const int refusals : {1, 3, 4}) {
+    SCOPED_TRACE(refusals);
+    test::FakeHost host;
+    host.console.user = kMia;
+    ReluctantIdentity identity;
+    identity.refusals = refusals;
+    platform::ScopedHost replaced;
+    replaced->identity = &identity;
+    { const LoginUserSwitchGuard guard; }
+    EXPECT_EQ(identity.user, refusals <= 3 ? 0U : 501U);
+    EXPECT_EQ(identity.asked.size(), refusals == 1 ? 3U : 5U);
+  }
 }
 
 TEST(LoginUserSwitchGuard, HasANamedLockOfItsOwn) {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "fileutils/path_kind.h"
-#include "tests/hook/failing_allocation.h"
 #include "tests/hook/machine_in_folder.h"
+#include "tests/support/failing_allocation.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/files.h"
 #include "tests/support/known_faults.h"

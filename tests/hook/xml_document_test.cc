@@ -7,7 +7,7 @@
 #include <pugixml.hpp>
 #include <string>
 
-#include "tests/hook/failing_allocation.h"
+#include "tests/support/failing_allocation.h"
 
 namespace hook {
 namespace {

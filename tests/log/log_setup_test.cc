@@ -251,6 +251,29 @@ TEST(LogsFolder, IsMadeByTheUserThatTheProcessIs) {
   }
 }
 
+TEST(GetHomeAsConsoleUser, TriesTheWayBackThreeTimesMore) {
+  // Refuses to become root again for some time, as a kernel without memory does.
+  class ReluctantIdentity final : public platform::ProcessIdentity {
+   public:
+    uid_t user = 0;
+    int refusals = 3;
+    [[nodiscard]] uid_t EffectiveUser() override { return user; }
+    [[nodiscard]] int SetEffectiveUser(uid_t newUser) override {
+      if (newUser == 0 && refusals-- > 0) return ENOMEM;
+      user = newUser;
+      return 0;
+    }
+  };
+  Machine machine;
+  machine.host.console.user = kMia;
+  ReluctantIdentity identity;
+  platform::ScopedHost host;
+  host->identity = &identity;
+  std::string home;
+  EXPECT_TRUE(dunmar::GetHomeAsConsoleUser(home));
+  EXPECT_EQ(identity.user, 0U);
+}
+
 TEST(GetConsoleUserLogsFolder, FindsTheHomeByNameWithoutSwitching) {
   Machine machine;
   machine.host.console.user = kMia;

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <limits>
+#include <new>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -14,6 +15,7 @@
 #include "log/api/printf_format.h"
 #include "log/log_target_registry_for_testing.h"
 #include "tests/log/recording_target.h"
+#include "tests/support/failing_allocation.h"
 
 namespace {
 
@@ -84,6 +86,58 @@ TEST(Register, FailsForNull) {
   LogTargetRegistry registry;
   EXPECT_FALSE(registry.Register(nullptr));
   EXPECT_TRUE(IsEmptyForTesting(registry));
+}
+
+TEST(Register, ListsNothingWhereMemoryRunsOut) {
+  const test::LogMachine machine;
+  std::size_t successes = 0;
+  for (bool hasFailed = true; hasFailed; ++successes) {
+    SCOPED_TRACE(successes);
+    LogTargetRegistry registry;
+    RecordingTarget target("a name that is too long for a text without memory of its own");
+    bool isThrown = false;
+    try {
+      const test::ScopedAllocationFailure failure(successes);
+      EXPECT_TRUE(registry.Register(&target));
+      hasFailed = failure.HasFailed();
+    } catch (const std::bad_alloc&) {
+      isThrown = true;
+    }
+    ASSERT_EQ(isThrown, hasFailed);
+    EXPECT_EQ(IsEmptyForTesting(registry), isThrown);
+    EXPECT_EQ(target.GetReferenceCount(), isThrown ? 0U : 1U);
+    target.calls.clear();
+    // True where nothing is listed under the name, and nothing is closed then.
+    EXPECT_TRUE(registry.Unregister(&target));
+    EXPECT_EQ(target.calls, isThrown ? Calls{} : Calls{"Close"});
+  }
+  EXPECT_GT(successes, 2U);
+}
+
+TEST(Register, KeepsTheListWhereMemoryRunsOut) {
+  const test::LogMachine machine;
+  std::size_t successes = 0;
+  for (bool hasFailed = true; hasFailed; ++successes) {
+    SCOPED_TRACE(successes);
+    LogTargetRegistry registry;
+    RecordingTarget first("name");
+    RecordingTarget second("name");
+    EXPECT_TRUE(registry.Register(&first));
+    bool isThrown = false;
+    try {
+      const test::ScopedAllocationFailure failure(successes);
+      EXPECT_TRUE(registry.Register(&second));
+      hasFailed = failure.HasFailed();
+    } catch (const std::bad_alloc&) {
+      isThrown = true;
+    }
+    ASSERT_EQ(isThrown, hasFailed);
+    EXPECT_EQ(second.GetReferenceCount(), isThrown ? 0U : 1U);
+    EXPECT_EQ(registry.Unregister(&second), !isThrown);
+    EXPECT_TRUE(registry.Unregister(&first));
+    EXPECT_TRUE(IsEmptyForTesting(registry));
+  }
+  EXPECT_GT(successes, 1U);
 }
 
 TEST(Register, ListsATargetUnderEachNameThatItHas) {

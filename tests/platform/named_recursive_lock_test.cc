@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <thread>
 
+#include "platform/named_recursive_lock_for_testing.h"
+
 namespace platform {
 namespace {
 
@@ -46,6 +48,20 @@ TEST(NamedRecursiveLock, KeepsOthersOutUntilTheLastUnlock) {
   for (std::thread& thread : threads) thread = std::thread(count);
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(counter, 4000);
+}
+
+TEST(CountHeldLocksForTesting, CountsEachLockAsOftenAsItIsLocked) {
+  NamedRecursiveLock first("first");
+  NamedRecursiveLock second("second");
+  EXPECT_EQ(CountHeldLocksForTesting(), 0);
+  first.Lock();
+  first.Lock();
+  second.Lock();
+  EXPECT_EQ(CountHeldLocksForTesting(), 3);
+  first.Unlock();
+  second.Unlock();
+  first.Unlock();
+  EXPECT_EQ(CountHeldLocksForTesting(), 0);
 }
 
 }  // namespace

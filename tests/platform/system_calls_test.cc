@@ -51,6 +51,16 @@ TEST_F(SystemCallsTest, WriteSyncCutModeAndCloseAreTheSystemsOwn) {
   EXPECT_EQ(-1, Calls().close(fd));
 }
 
+TEST_F(SystemCallsTest, ReadIsTheSystemsOwn) {
+  test::PutFile(dir_.Join("f"), "abc");
+  const UniqueFd fd(::openat(folder_.Get(), "f", O_RDONLY | O_CLOEXEC));
+  char bytes[4] = {};
+  EXPECT_EQ(3, Calls().read(fd.Get(), bytes, sizeof bytes));
+  EXPECT_STREQ("abc", bytes);
+  EXPECT_EQ(-1, Calls().read(-1, bytes, sizeof bytes));
+  EXPECT_EQ(EBADF, errno);
+}
+
 TEST_F(SystemCallsTest, SleepIsTheSystemsOwn) {
   constexpr timespec kNothing = {.tv_sec = 0, .tv_nsec = 0};
   constexpr timespec kNone = {.tv_sec = 0, .tv_nsec = -1};

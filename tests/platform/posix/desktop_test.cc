@@ -281,6 +281,21 @@ int FailToRenameToTheEntry(int oldFolder, const char* oldName, int newFolder, co
   return -1;
 }
 
+TEST_F(FolderIcon, ReadsItsEntryThroughASignal) {
+  ASSERT_TRUE(Set());
+  RemoveIconFile();
+  ScopedSystemCalls calls;
+  static int interruptions;
+  interruptions = 2;
+  calls->read = [](int fd, void* bytes, std::size_t count) -> ssize_t {
+    if (interruptions-- == 0) return read(fd, bytes, count);
+    errno = EINTR;
+    return -1;
+  };
+  EXPECT_EQ(ChangesOfSet(true),
+            (std::vector<std::string>{"- folder/.directory", "- folder/.folder-icon.png"}));
+}
+
 TEST_F(FolderIcon, LeavesNothingWhereItsEntryCannotBeWritten) {
   ScopedSystemCalls calls;
   calls->renameat = FailToRenameToTheEntry;

@@ -1,5 +1,5 @@
-#ifndef TESTS_HOOK_FAILING_ALLOCATION_H_
-#define TESTS_HOOK_FAILING_ALLOCATION_H_
+#ifndef TESTS_SUPPORT_FAILING_ALLOCATION_H_
+#define TESTS_SUPPORT_FAILING_ALLOCATION_H_
 
 #include <cstddef>
 
@@ -21,4 +21,4 @@ class ScopedAllocationFailure {
 
 }  // namespace test
 
-#endif  // TESTS_HOOK_FAILING_ALLOCATION_H_
+#endif  // TESTS_SUPPORT_FAILING_ALLOCATION_H_
