@@ -20,9 +20,9 @@ int Semctl(int set, int semaphore, int command, SemaphoreArgument argument) {
 
 // In the order of the table and without its names: <libgen.h> makes a macro of `basename`.
 constexpr SystemCalls kSystem = {
-    ::read,       ::write,     ::fsync,    ::fstat,   ::close,    ::flock,    ::ftruncate,
-    ::fchmod,     ::fchown,    ::renameat, ::mkdirat, ::unlinkat, ::remove,   ::uname,
-    ::getentropy, ::nanosleep, ::semget,   ::semop,   Semctl,     ::basename, ::dirname};
+    ::read,      ::write,  ::fsync,    ::fstat,   ::close,    ::flock,  ::ftruncate, ::fchmod,
+    ::fchmodat,  ::fchown, ::renameat, ::mkdirat, ::unlinkat, ::remove, ::uname,     ::getentropy,
+    ::nanosleep, ::semget, ::semop,    Semctl,    ::basename, ::dirname};
 
 const SystemCalls* currentCalls = &kSystem;
 

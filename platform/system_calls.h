@@ -32,6 +32,7 @@ struct SystemCalls {
   int (*flock)(int fd, int operation);
   int (*ftruncate)(int fd, off_t length);
   int (*fchmod)(int fd, mode_t mode);
+  int (*fchmodat)(int folder, const char* name, mode_t mode, int flags);
   int (*fchown)(int fd, uid_t owner, gid_t group);
   int (*renameat)(int oldFolder, const char* oldName, int newFolder, const char* newName);
   int (*mkdirat)(int folder, const char* name, mode_t mode);

@@ -56,7 +56,7 @@ void EnterNewFolder(const FolderAttributes& attributes, int parent, const char* 
   // The umask may have kept an ordinary user out of his own folder. His right to change modes ends
   // at what is his, so that this can do no harm, and it follows no link.
   if (error == EACCES && attributes.mode &&
-      ::fchmodat(parent, name, *attributes.mode, AT_SYMLINK_NOFOLLOW) == 0) {
+      Calls().fchmodat(parent, name, *attributes.mode, AT_SYMLINK_NOFOLLOW) == 0) {
     error = folder.Open(parent, name);
   }
   if (error != 0 || !IsEmptyFolderOf(::geteuid(), &folder)) return;

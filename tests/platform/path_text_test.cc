@@ -279,6 +279,28 @@ TEST(StandardizingPath, LeavesTheTildeOfAnUnknownUserAlone) {
   EXPECT_EQ(StandardizingPath("~nosuchuser"), "~nosuchuser");
 }
 
+TEST(StandardizingPath, LeavesThePrefixBeforeEachFolderThatTheRootHasForItself) {
+  if (test::HasFault(Fault::kCutsPrivateAlways)) GTEST_SKIP() << "GNUstep takes it off";
+  if (const std::string why = test::WhyNoRoot(); !why.empty()) GTEST_SKIP() << why;
+  static constexpr const char* kFolders[] = {"Applications", "Library", "System", "Users",
+                                             "Volumes",      "bin",     "cores",  "dev",
+                                             "opt",          "private", "sbin",   "usr"};
+  const test::ScopedTempDir root;
+  for (const std::string folder : kFolders) {
+    test::MakeDirs(root.Join(folder + "/x"));
+    // A longer name is another folder.
+    test::MakeDirs(root.Join(folder + "2"));
+  }
+  test::RunInRoot(root.Path(), [] {
+    for (const std::string folder : kFolders) {
+      SCOPED_TRACE(folder);
+      EXPECT_EQ(StandardizingPath("/private/" + folder), "/private/" + folder);
+      EXPECT_EQ(StandardizingPath("/private/" + folder + "/x"), "/private/" + folder + "/x");
+      EXPECT_EQ(StandardizingPath("/private/" + folder + "2"), "/" + folder + "2");
+    }
+  });
+}
+
 TEST(StandardizingPath, TakesOffOnePrefixWhereTheRestExists) {
   if (const std::string why = test::WhyNoRoot(); !why.empty()) GTEST_SKIP() << why;
   const test::ScopedTempDir root;

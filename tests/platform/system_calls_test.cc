@@ -61,6 +61,14 @@ TEST_F(SystemCallsTest, ReadIsTheSystemsOwn) {
   EXPECT_EQ(EBADF, errno);
 }
 
+TEST_F(SystemCallsTest, FchmodatIsTheSystemsOwn) {
+  test::PutFile(dir_.Join("f"), "");
+  EXPECT_EQ(0, Calls().fchmodat(folder_.Get(), "f", 0640, 0));
+  EXPECT_EQ(static_cast<mode_t>(0640), test::GetMode(dir_.Join("f")));
+  EXPECT_EQ(-1, Calls().fchmodat(folder_.Get(), "missing", 0640, 0));
+  EXPECT_EQ(ENOENT, errno);
+}
+
 TEST_F(SystemCallsTest, SleepIsTheSystemsOwn) {
   constexpr timespec kNothing = {.tv_sec = 0, .tv_nsec = 0};
   constexpr timespec kNone = {.tv_sec = 0, .tv_nsec = -1};

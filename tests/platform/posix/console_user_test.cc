@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 #include "platform/posix/host_parts.h"
 #include "tests/support/files.h"
@@ -233,6 +234,25 @@ TEST_F(ConsoleDeviceTest, OwnerOfTheDeviceCountsWhereTheSessionHasNoClass) {
   PutSeat("1001");
   test::PutFile(root_.Join("run/systemd/sessions/c1"), "UID=1001\nACTIVE=1\n");
   PutDevice(1000);
+  ExpectUser("mia 1000 1005");
+}
+
+TEST_F(ConsoleDeviceTest, OwnerOfTheDeviceCountsWhereTheSeatCannotBeRead) {
+  PutLibrary();
+  test::MakeDirs(root_.Join("run/systemd/seats/seat0"));
+  PutSession("1001", "user");
+  PutDevice(1000);
+  ExpectUser("mia 1000 1005");
+}
+
+TEST_F(ConsoleDeviceTest, OwnerOfTheDeviceCountsWhereTheSessionCannotBeRead) {
+  PutLibrary();
+  PutSeat("1001");
+  test::MakeDirs(root_.Join("run/systemd/sessions/c1"));
+  PutDevice(1000);
+  ExpectUser("mia 1000 1005");
+  ASSERT_EQ(rmdir(root_.Join("run/systemd/sessions/c1").c_str()), 0);
+  test::MakeLink(root_.Join("run/systemd/sessions/c1"), "c1");
   ExpectUser("mia 1000 1005");
 }
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 #include "platform/system_calls_for_testing.h"
@@ -219,6 +220,67 @@ TEST_F(CreateFolderAmongNeighboursTest, ChangesAndHandsOutNothingOfAFolderThatTo
   EXPECT_EQ(test::GetOwner(At("his/b")), 0U);
   EXPECT_EQ(test::GetMode(At("his/b")), 0755U);
   EXPECT_EQ(test::GetOwner(At("his/b/c")), 0U);
+}
+
+// A user's umask that keeps him out of the folder that he makes, so that its mode is set by name.
+class CreateFolderBehindAUmaskTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (geteuid() != 0) return;
+    if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+    test::SetMode(dir_.Path(), 0777);
+  }
+
+  void RunAsUser(const std::function<void()>& body) const {
+    test::RunInChild([&body] {
+      if (geteuid() == 0) {
+        ASSERT_EQ(seteuid(1000), 0);
+      }
+      const test::ScopedUmask mask(0400);
+      body();
+    });
+  }
+
+  test::ScopedTempDir dir_;
+};
+
+TEST_F(CreateFolderBehindAUmaskTest, SetsTheModeByName) {
+  RunAsUser([this] {
+    static std::vector<std::string> named;
+    ScopedSystemCalls calls;
+    calls->fchmodat = [](int parent, const char* name, mode_t mode, int flags) {
+      named.emplace_back(name);
+      return fchmodat(parent, name, mode, flags);
+    };
+    FolderAttributes attributes;
+    attributes.mode = 0700;
+    EXPECT_TRUE(CreateFolder(dir_.Join("a/b"), &attributes, nullptr));
+    EXPECT_EQ(named, (std::vector<std::string>{"a", "b"}));
+  });
+  EXPECT_EQ(test::GetMode(dir_.Join("a")), 0700U);
+  EXPECT_EQ(test::GetMode(dir_.Join("a/b")), 0700U);
+}
+
+TEST_F(CreateFolderBehindAUmaskTest, SetsNoModeThroughALinkThatTookThePlaceOfTheFolder) {
+  RunAsUser([this] {
+    test::PutFile(dir_.Join("canary"), "x");
+    test::SetMode(dir_.Join("canary"), 0604);
+    static std::string place;
+    static std::string canary;
+    place = dir_.Join("a");
+    canary = dir_.Join("canary");
+    ScopedSystemCalls calls;
+    calls->fchmodat = [](int parent, const char* name, mode_t mode, int flags) {
+      EXPECT_EQ(rmdir(place.c_str()), 0);
+      test::MakeLink(place, canary);
+      return fchmodat(parent, name, mode, flags);
+    };
+    FolderAttributes attributes;
+    attributes.mode = 0700;
+    EXPECT_FALSE(CreateFolder(place, &attributes, nullptr));
+    EXPECT_EQ(test::GetLink(place), canary);
+    EXPECT_EQ(test::GetMode(canary), 0604U);
+  });
 }
 
 TEST(CreateFolder, SaysWhatIsInTheWay) {
