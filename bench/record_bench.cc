@@ -78,7 +78,7 @@ class OneFolder final : public platform::DirectoryLookup {
     *path = path_;
     return true;
   }
-  [[nodiscard]] std::string HomeDirectory() override { return path_; }
+  [[nodiscard]] std::optional<std::string> HomeDirectory() override { return path_; }
   [[nodiscard]] bool HomeDirectoryForUser(const std::string& /*name*/, std::string* path) override {
     *path = path_;
     return true;

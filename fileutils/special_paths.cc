@@ -24,7 +24,7 @@ void GetSpecialPaths(std::vector<std::string>& paths) {
                              "/sbin", "/etc", "/private", "/usr/local"});
   std::string home;
   GetUserHomeDirectory(home);
-  paths.push_back(std::move(home));
+  if (!home.empty()) paths.push_back(std::move(home));
 }
 
 bool IsSpecialPath(const std::string& path, dunmar::AbstractLogger* logger) {

@@ -14,7 +14,8 @@ namespace fileutils {
 [[nodiscard]] bool IsVolumeRoot(const std::string& path);
 
 // Appends thirteen fixed system folders and the home folder of the console user (of
-// the effective user where nobody is at the console), looked up afresh.
+// the effective user where nobody is at the console), looked up afresh. The home is
+// left out where it cannot be told.
 void GetSpecialPaths(std::vector<std::string>& paths);
 
 // The path is a volume root or exactly one of the special paths. The comparison is

@@ -77,6 +77,8 @@ bool FindProgramParent(std::string& outPath) {
 bool MakeUserLogs(std::string& outPath) {
   std::string home;
   GetUserHomeDirectory(home);
+  // Without a home the folders would be those at the root of the disk.
+  if (home.empty()) return false;
   std::array<char, kHomePathBytes> path;
   for (const char* const folder : {"/Library", "/Library/Logs"}) {
     const int length = std::snprintf(path.data(), path.size(), "%s%s", home.c_str(), folder);
@@ -163,7 +165,8 @@ bool GetSystemDirectory(unsigned long domainMask, unsigned long directory, std::
 
 void GetUserHomeDirectory(std::string& outPath) {
   const LoginUserSwitchGuard guard;
-  outPath = platform::CurrentHost().directories->HomeDirectory();
+  std::optional<std::string> home = platform::CurrentHost().directories->HomeDirectory();
+  if (home) outPath = *std::move(home);
 }
 
 void GetExecutableFolder(std::string& outPath) {
@@ -171,12 +174,12 @@ void GetExecutableFolder(std::string& outPath) {
   std::string executable;
   std::string bundle;
   if (!info.GetBundlePath(&bundle)) return;
-  const std::optional<std::string> standardBundle = platform::StandardizingPath(bundle);
+  const std::optional<std::string> standardBundle = platform::StandardizingProgramPath(bundle);
   if (!standardBundle) return;
   std::optional<std::string> standardFolder;
   if (info.GetExecutablePath(&executable)) {
     standardFolder = platform::DeletingLastPathComponent(executable);
-    if (standardFolder) standardFolder = platform::StandardizingPath(*standardFolder);
+    if (standardFolder) standardFolder = platform::StandardizingProgramPath(*standardFolder);
   }
   // A bare program's "bundle" is the folder that it lies in.
   outPath = standardFolder == standardBundle ? executable : *standardBundle;

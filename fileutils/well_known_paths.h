@@ -20,8 +20,8 @@ namespace fileutils {
 // alone). False only: for kinds without a folder (`outPath` unchanged), for
 // `kApplications`, `kLocalAppSupport`, `kLocalAppSupportAlt`, `kLocalLibrary` and
 // `kLocalPreferences` when the lookup fails (unchanged), and for `kUserLogs` when
-// one of its folders cannot be made (unchanged). `kConsoleUserHome` keeps a
-// non-empty `outPath` when the console user has no home.
+// one of its folders cannot be made or the home cannot be told (unchanged).
+// `kConsoleUserHome` keeps a non-empty `outPath` when the console user has no home.
 //
 //   kCaldrisUtilityAlt -> "/Applications/Utilities/Velmora Caldris/"
 //   kLaunchAgents      -> "/Library/Application Support/../LaunchAgents/"
@@ -34,7 +34,8 @@ namespace fileutils {
                                       std::string& outPath);
 
 // The home folder of the console user, of the effective user where nobody is at
-// the console. Never empty.
+// the console. Unchanged where it cannot be told (the account database cannot be
+// read), which is not the same as an account without an entry ("/var/empty").
 void GetUserHomeDirectory(std::string& outPath);
 
 // The item that was launched: the bundle of the running program, or the executable

@@ -47,6 +47,8 @@ class EffectiveUserSwitch {
 };
 
 [[nodiscard]] bool MakeLogsFolder(const std::string& home, std::string& out) {
+  // Without a home the folders would be those at the root of the disk.
+  if (home.empty()) return false;
   std::string path = home;
   for (const char* const folder : {"/Library", "/Logs"}) {
     path += folder;
@@ -88,20 +90,25 @@ void HandOver(const std::string& folder, const platform::ConsoleUser& user) {
   (void)platform::Calls().fchmod(handle.Get(), 0777);
 }
 
-// Without a logs folder the path goes on from whatever it held.
-void MakeProductFolder(std::string& path) {
-  (void)GetLogsFolderAsConsoleUser(path);
+// Without a logs folder the path goes on from whatever it held. False, nothing changed, without a
+// home.
+[[nodiscard]] bool MakeProductFolder(std::string& path) {
+  std::string home;
+  const bool hasAsked = GetHomeAsConsoleUser(home);
+  if (hasAsked && home.empty()) return false;
+  if (hasAsked) (void)MakeLogsFolder(home, path);
   path += "/Caldris/Ixer";
-  if (fileutils::IsExistingDirectory(path)) return;
+  if (fileutils::IsExistingDirectory(path)) return true;
   // Where this fails the log file cannot be opened either, which is what the caller is told.
   (void)fileutils::CreateDirectoryWithIntermediates(path);
   const std::optional<platform::ConsoleUser> user = fileutils::FindConsoleUser();
-  if (!user) return;
+  if (!user) return true;
   std::string outer;
   (void)GetLogsFolderAsConsoleUser(outer);
   outer += "/Caldris";
   HandOver(outer, *user);
   HandOver(path, *user);
+  return true;
 }
 
 }  // namespace
@@ -128,12 +135,13 @@ void SetLevel(LogTargetBase& target, LogLevel level) {
 bool SetLogFile(LogTargetBase& target, const char* fileName, const char* folder) {
   const bool isCustom = fileName != nullptr && *fileName != '\0';
   const std::string name = isCustom ? fileName : target.fileName_;
+  bool hasFolder = true;
   if (folder != nullptr && *folder != '\0') {
     target.filePath_ = folder;
   } else {
-    MakeProductFolder(target.filePath_);
+    hasFolder = MakeProductFolder(target.filePath_);
   }
-  if ((isCustom && !fileutils::IsBareName(name)) ||
+  if (!hasFolder || (isCustom && !fileutils::IsBareName(name)) ||
       !fileutils::JoinPathComponent(target.filePath_, name)) {
     target.enabled_ = false;
     return false;

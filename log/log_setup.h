@@ -36,6 +36,9 @@ void SetLevel(LogTargetBase& target, LogLevel level);
 // folder, and the path is then half-changed. A given folder is not made; it should hold nothing
 // else whose name begins with the file's stem: that is removed with old copies (pruning.h).
 //
+// Where the home cannot be told (the account database cannot be read) there is no default: false,
+// and nothing is made.
+//
 // Where the two product folders of the default are newly made and somebody is at the console they
 // become that person's, with mode 0777; a link in the place of either is left alone. Without a
 // logs folder the default is "/Caldris/Ixer" behind the path that the target has: at the root of
@@ -44,13 +47,13 @@ bool SetLogFile(LogTargetBase& target, const char* fileName, const char* folder)
 
 // Library/Logs in the console user's home, both made with mode 0700 where they are missing, by the
 // user that the process is. The home is that of the user's name or, in the second, that of the
-// process while it is the console user. False, `out` unchanged, where they cannot be made, and for
-// the second also where the process may not become the console user.
+// process while it is the console user. False, `out` unchanged, where the home cannot be told or
+// they cannot be made, and for the second also where the process may not become the console user.
 [[nodiscard]] bool GetConsoleUserLogsFolder(std::string& out);
 [[nodiscard]] bool GetLogsFolderAsConsoleUser(std::string& out);
 
 // The home folder of the process while it is the console user. False, `out` unchanged, where it may
-// not become that user.
+// not become that user. True with `out` unchanged where the home cannot be told.
 [[nodiscard]] bool GetHomeAsConsoleUser(std::string& out);
 
 }  // namespace dunmar

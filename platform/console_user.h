@@ -19,9 +19,10 @@ class ConsoleUserSource {
   // false, `user` unchanged, where it names nobody.
   //
   // POSIX half: the active session of seat0 as the login manager tells it, else
-  // the owner of /dev/console where that is not root and has an account. Root
-  // and a greeter are nobody. On a machine that runs no login manager nothing
-  // is loaded in order to ask it.
+  // the owner of /dev/console where that is not root. Root, a greeter and a user
+  // without an account are nobody, and so is one whose account cannot be looked
+  // up just now. On a machine that runs no login manager nothing is loaded in
+  // order to ask it.
   [[nodiscard]] virtual bool GetConsoleUser(ConsoleUser* user) = 0;
 
  protected:

@@ -1,6 +1,7 @@
 #ifndef PLATFORM_DIRECTORY_LOOKUP_H_
 #define PLATFORM_DIRECTORY_LOOKUP_H_
 
+#include <optional>
 #include <string>
 
 namespace platform {
@@ -25,17 +26,21 @@ class DirectoryLookup {
   // URLForDirectory:inDomain:appropriateForURL:create:error: of NSFileManager
   // with create YES. Makes a missing folder: in the local domain with the
   // default mode, in the user domain with 0700 for each level that it makes.
-  // False, `path` unchanged, where the domain has no such folder or it cannot be
-  // made.
+  // False, `path` unchanged, where the domain has no such folder, it cannot be
+  // made, or there is no home folder for it.
   [[nodiscard]] virtual bool FindDirectory(unsigned long domainMask, unsigned long directory,
                                            std::string* path) = 0;
 
-  // NSHomeDirectory: the home folder of the effective user; empty only where the
-  // macOS half gets none. The POSIX half asks the account database and nothing
-  // else; without an entry there it is "/var/empty".
-  [[nodiscard]] virtual std::string HomeDirectory() = 0;
+  // Tells the home folder of the effective user. (On macOS: NSHomeDirectory.) The
+  // POSIX half asks the account database and nothing else: "/var/empty" where it
+  // has no entry for the user, or one without an absolute path; otherwise the
+  // entry's path in the normal form of path_text.h. No value where the home cannot
+  // be told: the database cannot be read, or Foundation gives none.
+  [[nodiscard]] virtual std::optional<std::string> HomeDirectory() = 0;
 
-  // NSHomeDirectoryForUser. False, `path` unchanged, for an unknown name.
+  // The same for the user of that name. (On macOS: NSHomeDirectoryForUser.) False,
+  // `path` unchanged, for an unknown name as well, and for an entry without an
+  // absolute path.
   [[nodiscard]] virtual bool HomeDirectoryForUser(const std::string& name, std::string* path) = 0;
 
  protected:

@@ -6,7 +6,7 @@
 #include <string_view>
 
 // Foundation's path rules for strings (the NSString path methods of the same
-// names). Nothing but `StandardizingPath` looks at the disk.
+// names). Nothing but the two that standardize looks at the disk.
 //
 // They share one normal form: runs of "/" become one, and one trailing "/" is
 // dropped unless the whole string is "/". "." and ".." are ordinary names. The
@@ -48,6 +48,11 @@ namespace platform {
 // "/private/var/automount", "/var/automount" or "/private" where the shortened
 // path exists. Links are not resolved otherwise.
 [[nodiscard]] std::optional<std::string> StandardizingPath(std::string_view path);
+
+// The path of the running program or of its bundle, in the one form in which two
+// of them can be compared: `StandardizingPath` on macOS. The POSIX half expands no
+// "~" and takes off no prefix: on Linux "/private/bin" and "/bin" are two folders.
+[[nodiscard]] std::optional<std::string> StandardizingProgramPath(std::string_view path);
 
 }  // namespace platform
 

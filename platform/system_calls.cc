@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <libgen.h>
+#include <pwd.h>
 #include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
@@ -19,10 +20,11 @@ int Semctl(int set, int semaphore, int command, SemaphoreArgument argument) {
 }
 
 // In the order of the table and without its names: <libgen.h> makes a macro of `basename`.
-constexpr SystemCalls kSystem = {
-    ::read,      ::write,  ::fsync,    ::fstat,   ::close,    ::flock,  ::ftruncate, ::fchmod,
-    ::fchmodat,  ::fchown, ::renameat, ::mkdirat, ::unlinkat, ::remove, ::uname,     ::getentropy,
-    ::nanosleep, ::semget, ::semop,    Semctl,    ::basename, ::dirname};
+constexpr SystemCalls kSystem = {::read,       ::write,      ::fsync,    ::fstat,    ::close,
+                                 ::flock,      ::ftruncate,  ::fchmod,   ::fchmodat, ::fchown,
+                                 ::renameat,   ::mkdirat,    ::unlinkat, ::remove,   ::uname,
+                                 ::getentropy, ::nanosleep,  ::semget,   ::semop,    Semctl,
+                                 ::getpwuid_r, ::getpwnam_r, ::basename, ::dirname};
 
 const SystemCalls* currentCalls = &kSystem;
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <ctime>
+#include <pwd.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
@@ -44,6 +45,12 @@ struct SystemCalls {
   int (*semget)(key_t key, int count, int flags);
   int (*semop)(int set, struct sembuf* operations, std::size_t count);
   int (*semctl)(int set, int semaphore, int command, SemaphoreArgument argument);
+  // NOLINTBEGIN(readability-identifier-naming): the names of the calls.
+  int (*getpwuid_r)(uid_t uid, struct passwd* entry, char* buffer, std::size_t size,
+                    struct passwd** found);
+  int (*getpwnam_r)(const char* name, struct passwd* entry, char* buffer, std::size_t size,
+                    struct passwd** found);
+  // NOLINTEND(readability-identifier-naming)
   char* (*basename)(char* path);
   char* (*dirname)(char* path);
 };

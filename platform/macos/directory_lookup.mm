@@ -4,6 +4,8 @@
 #import <Foundation/NSFileManager.h>
 #import <Foundation/NSPathUtilities.h>
 #import <Foundation/NSURL.h>
+#include <optional>
+#include <string>
 
 #include "platform/macos/foundation_text.h"
 #include "platform/macos/host_parts.h"
@@ -29,9 +31,11 @@ class MacDirectories final : public DirectoryLookup {
     }
   }
 
-  std::string HomeDirectory() override {
+  std::optional<std::string> HomeDirectory() override {
     @autoreleasepool {
-      return FromFoundation(NSHomeDirectory()).value_or("");
+      std::optional<std::string> home = FromFoundation(NSHomeDirectory());
+      if (home && home->empty()) return std::nullopt;
+      return home;
     }
   }
 

@@ -57,4 +57,8 @@ std::optional<std::string> StandardizingPath(std::string_view path) {
   }
 }
 
+std::optional<std::string> StandardizingProgramPath(std::string_view path) {
+  return StandardizingPath(path);
+}
+
 }  // namespace platform

@@ -3,7 +3,10 @@
 #include <cerrno>
 #include <cstddef>
 #include <pwd.h>
+#include <string>
 #include <vector>
+
+#include "platform/system_calls.h"
 
 namespace platform {
 namespace {
@@ -11,33 +14,43 @@ namespace {
 constexpr std::size_t kFirstBufferBytes = 1024;
 constexpr std::size_t kLastBufferBytes = std::size_t{1} << 20;
 
+// A missing entry is no error by POSIX. Where the database as a whole is missing, or a service
+// behind it does not know the user, the result is ENOENT or ESRCH. getpwnam(3) has seen EBADF and
+// EPERM for missing entries too, of other systems and of calls that report by errno; here they tell
+// that the database could not be read.
+bool MeansNoEntry(int error) { return error == 0 || error == ENOENT || error == ESRCH; }
+
 // `lookup` is getpwuid_r or getpwnam_r with its key bound.
 template <typename Lookup>
-std::optional<Account> Find(const Lookup& lookup) {
+int Find(const Lookup& lookup, Account* account) {
   std::vector<char> buffer(kFirstBufferBytes);
   passwd entry{};
   passwd* found = nullptr;
-  while (lookup(&entry, buffer.data(), buffer.size(), &found) == ERANGE &&
-         buffer.size() < kLastBufferBytes) {
-    buffer.resize(2 * buffer.size());
-  }
-  if (found == nullptr) return std::nullopt;
-  return Account{entry.pw_name, entry.pw_uid, entry.pw_gid, entry.pw_dir};
+  int error = 0;
+  do {
+    if (error == ERANGE) buffer.resize(2 * buffer.size());
+    error = lookup(&entry, buffer.data(), buffer.size(), &found);
+  } while (error == EINTR || (error == ERANGE && buffer.size() < kLastBufferBytes));
+  if (error != 0 || found == nullptr) return MeansNoEntry(error) ? ENOENT : error;
+  *account = {entry.pw_name, entry.pw_uid, entry.pw_gid, entry.pw_dir};
+  return 0;
 }
 
 }  // namespace
 
-std::optional<Account> FindAccountByUid(uid_t uid) {
-  return Find([uid](passwd* entry, char* buffer, std::size_t size, passwd** found) {
-    return getpwuid_r(uid, entry, buffer, size, found);
-  });
+int FindAccountByUid(uid_t uid, Account* account) {
+  return Find([uid](passwd* entry, char* buffer, std::size_t size,
+                    passwd** found) { return Calls().getpwuid_r(uid, entry, buffer, size, found); },
+              account);
 }
 
-std::optional<Account> FindAccountByName(const std::string& name) {
-  if (name.empty() || name.find('\0') != std::string::npos) return std::nullopt;
-  return Find([&name](passwd* entry, char* buffer, std::size_t size, passwd** found) {
-    return getpwnam_r(name.c_str(), entry, buffer, size, found);
-  });
+int FindAccountByName(const std::string& name, Account* account) {
+  if (name.empty() || name.find('\0') != std::string::npos) return ENOENT;
+  return Find(
+      [&name](passwd* entry, char* buffer, std::size_t size, passwd** found) {
+        return Calls().getpwnam_r(name.c_str(), entry, buffer, size, found);
+      },
+      account);
 }
 
 }  // namespace platform

@@ -1,7 +1,6 @@
 #ifndef PLATFORM_POSIX_ACCOUNT_H_
 #define PLATFORM_POSIX_ACCOUNT_H_
 
-#include <optional>
 #include <string>
 #include <sys/types.h>
 
@@ -15,10 +14,15 @@ struct Account {
   std::string home;  // as it is written there
 };
 
-// No value where there is no such entry; an empty name and one that holds a NUL
-// byte have none.
-[[nodiscard]] std::optional<Account> FindAccountByUid(uid_t uid);
-[[nodiscard]] std::optional<Account> FindAccountByName(const std::string& name);
+// Finds the entry of a user in the account database, by number or by name. An
+// empty name and one that holds a NUL byte have none.
+//
+// Returns 0; ENOENT where there is no such entry; another error number where
+// the database could not be asked or read (EMFILE, EIO, ENOMEM, ...; ERANGE for
+// an entry of more than 1 MiB), so that nobody knows whether there is one.
+// `account` is unchanged on failure.
+[[nodiscard]] int FindAccountByUid(uid_t uid, Account* account);
+[[nodiscard]] int FindAccountByName(const std::string& name, Account* account);
 
 }  // namespace platform
 

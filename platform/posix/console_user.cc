@@ -63,9 +63,9 @@ class SeatUser final : public ConsoleUserSource {
     const std::optional<uid_t> active = AskLoginManager();
     const uid_t uid = active ? *active : OwnerOfConsoleDevice();
     if (uid == kNobody) return false;
-    std::optional<Account> account = FindAccountByUid(uid);
-    if (!account) return false;
-    *user = {std::move(account->name), account->uid, account->gid};
+    Account account;
+    if (FindAccountByUid(uid, &account) != 0) return false;
+    *user = {std::move(account.name), account.uid, account.gid};
     return true;
   }
 };

@@ -1,6 +1,7 @@
 #include "platform/directory_lookup.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -9,9 +10,9 @@
 #include <utility>
 
 #include "platform/folder_creation.h"
-#include "platform/path_text.h"
 #include "platform/posix/account.h"
 #include "platform/posix/host_parts.h"
+#include "platform/posix/normal_form.h"
 
 namespace platform {
 namespace {
@@ -36,11 +37,12 @@ constexpr WellKnownFolder kFolders[] = {
     {kUserDomain, kDownloadsDirectory, "Downloads"},
 };
 
-// The account's home folder, standardized. No value without an account, and where its entry names
-// no absolute path.
-std::optional<std::string> HomeOf(std::optional<Account> account) {
-  if (!account || !account->home.starts_with('/')) return std::nullopt;
-  return StandardizingPath(account->home);
+constexpr const char* kHomeOfNobody = "/var/empty";
+
+// The account's home folder. No value where its entry names no absolute path.
+std::optional<std::string> HomeOf(const Account& account) {
+  if (!account.home.starts_with('/')) return std::nullopt;
+  return NormalForm(account.home);
 }
 
 class PosixDirectories final : public DirectoryLookup {
@@ -54,7 +56,9 @@ class PosixDirectories final : public DirectoryLookup {
     if (folder == std::end(kFolders)) return false;
 
     const bool inHome = domainMask == kUserDomain;
-    std::string found = inHome ? HomeDirectory() : "/";
+    const std::optional<std::string> above = inHome ? HomeDirectory() : "/";
+    if (!above) return false;
+    std::string found = *above;
     if (!found.ends_with('/')) found += '/';
     found += folder->name;
 
@@ -65,12 +69,18 @@ class PosixDirectories final : public DirectoryLookup {
     return true;
   }
 
-  std::string HomeDirectory() override {
-    return HomeOf(FindAccountByUid(geteuid())).value_or("/var/empty");
+  std::optional<std::string> HomeDirectory() override {
+    Account account;
+    const int error = FindAccountByUid(geteuid(), &account);
+    // A database that cannot be read does not say that there is no entry.
+    if (error != 0 && error != ENOENT) return std::nullopt;
+    return HomeOf(account).value_or(kHomeOfNobody);
   }
 
   bool HomeDirectoryForUser(const std::string& name, std::string* path) override {
-    std::optional<std::string> home = HomeOf(FindAccountByName(name));
+    Account account;
+    if (FindAccountByName(name, &account) != 0) return false;
+    std::optional<std::string> home = HomeOf(account);
     if (!home) return false;
     *path = std::move(*home);
     return true;

@@ -8,10 +8,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/host.h"
 #include "platform/item_query.h"
+#include "platform/posix/normal_form.h"
 
 namespace platform {
 
@@ -19,16 +21,6 @@ namespace {
 
 // No path holds a NUL byte.
 bool IsText(std::string_view text) { return text.find('\0') == std::string_view::npos; }
-
-std::string NormalForm(std::string_view path) {
-  std::string normal;
-  normal.reserve(path.size());
-  for (const char c : path) {
-    if (c != '/' || !normal.ends_with('/')) normal += c;
-  }
-  if (normal.size() > 1 && normal.ends_with('/')) normal.pop_back();
-  return normal;
-}
 
 // Where the last name of a path in normal form begins.
 std::size_t LastNameBegin(std::string_view normal) {
@@ -62,7 +54,9 @@ std::string ExpandTilde(std::string_view path) {
   DirectoryLookup& directories = *CurrentHost().directories;
   std::string home;
   if (user.empty()) {
-    home = directories.HomeDirectory();
+    const std::optional<std::string> own = directories.HomeDirectory();
+    if (!own) return expanded;
+    home = *own;
   } else if (!directories.HomeDirectoryForUser(user, &home)) {
     return expanded;
   }
@@ -116,6 +110,15 @@ std::string RemovePrivatePrefix(const std::string& path) {
   return path;
 }
 
+// The path in normal form less "." and "..": by the real parents where everything exists.
+std::string WithoutDots(const std::string& normal) {
+  const std::vector<std::string_view> names = SplitNames(normal);
+  if (normal.starts_with('/') && std::find(names.begin(), names.end(), "..") != names.end()) {
+    if (std::optional<std::string> real = RealPath(normal)) return *std::move(real);
+  }
+  return RemoveDots(normal);
+}
+
 }  // namespace
 
 std::optional<std::string> AppendingPathComponent(std::string_view path,
@@ -163,12 +166,13 @@ std::optional<std::string> AppendingPathExtension(std::string_view path,
 
 std::optional<std::string> StandardizingPath(std::string_view path) {
   if (!IsText(path)) return std::nullopt;
-  const std::string normal = NormalForm(ExpandTilde(path));
-  if (!normal.starts_with('/')) return RemoveDots(normal);
-  const std::vector<std::string_view> names = SplitNames(normal);
-  std::optional<std::string> real;
-  if (std::find(names.begin(), names.end(), "..") != names.end()) real = RealPath(normal);
-  return RemovePrivatePrefix(real ? *real : RemoveDots(normal));
+  const std::string plain = WithoutDots(NormalForm(ExpandTilde(path)));
+  return plain.starts_with('/') ? RemovePrivatePrefix(plain) : plain;
+}
+
+std::optional<std::string> StandardizingProgramPath(std::string_view path) {
+  if (!IsText(path)) return std::nullopt;
+  return WithoutDots(NormalForm(path));
 }
 
 }  // namespace platform

@@ -93,6 +93,15 @@ TEST(GetSpecialPaths, LooksTheHomeUpAfreshAsTheConsoleUser) {
                               "HomeDirectory", "SetEffectiveUser(0)"}));
 }
 
+TEST(GetSpecialPaths, AppendsTheFixedFoldersAloneWhereTheHomeCannotBeTold) {
+  test::FakeHost host;
+  host.directories.tellsHome = false;
+  std::vector<std::string> paths;
+  fileutils::GetSpecialPaths(paths);
+  EXPECT_EQ(paths, std::vector<std::string>(std::begin(kFixedPaths), std::end(kFixedPaths)));
+  EXPECT_FALSE(fileutils::IsSpecialPath("", nullptr));
+}
+
 // The fixed folders are asked for in an empty root: on a machine some may be volumes.
 TEST(IsSpecialPath, IsTrueForEachSpecialPathWithAWarning) {
   if (const std::string why = test::WhyNoRoot(); !why.empty()) GTEST_SKIP() << why;

@@ -248,6 +248,20 @@ TEST(GetWellKnownPath, FindsTheHomeAsTheConsoleUser) {
   }
 }
 
+TEST(GetWellKnownPath, LeavesOutTheHomeThatCannotBeTold) {
+  for (const PathKind kind : {fileutils::kHome, fileutils::kConsoleUserHome}) {
+    for (const std::string before : {"", "before"}) {
+      SCOPED_TRACE(std::to_string(kind) + " " + before);
+      Machine machine;
+      machine.host.console.user.reset();
+      machine.host.directories.tellsHome = false;
+      std::string path = before;
+      EXPECT_TRUE(GetWellKnownPath(kind, path));
+      EXPECT_EQ(path, before);
+    }
+  }
+}
+
 // Kind 10.
 
 TEST(GetWellKnownPath, FindsTheConsoleUsersHomeByName) {
@@ -322,6 +336,14 @@ TEST(GetWellKnownPath, FindsTheProgramAndTheFolderThatHoldsIt) {
       {"in a bundle, standardised", "/X/Tool.app/Contents/MacOS/tool", "/X/./Tool.app/",
        "/X/Tool.app", "/X"},
       {"in a folder of that name", "/a/b/MacOS/x", "/a", "/a", "/"},
+      {"bare, its folder with a way up", "/X/y/../bin/tool", "/X/bin", "/X/y/../bin/tool",
+       "/X/y/../bin"},
+      {"bare, both with a way up", "/X/y/../bin/tool", "/X/y/../bin", "/X/y/../bin/tool",
+       "/X/y/../bin"},
+      {"bare, its bundle with a way up", "/X/bin/tool", "/X/y/../bin/", "/X/bin/tool", "/X/bin"},
+      {"bare, its folder with a dot", "/X/./bin/tool", "/X/bin", "/X/./bin/tool", "/X/./bin"},
+      {"in a bundle, with a way up", "/X/y/../Tool.app/Contents/MacOS/tool", "/X/y/../Tool.app",
+       "/X/Tool.app", "/X"},
   };
   for (const auto& row : rows) {
     for (const std::string before : {"", "before"}) {
@@ -410,6 +432,19 @@ TEST(GetWellKnownPath, FailsWhereTheLibraryForTheUserLogsCannotBeMade) {
     EXPECT_EQ(path, before);
   }
   EXPECT_FALSE(test::IsThere(machine.folder.Join("missing")));
+}
+
+TEST(GetWellKnownPath, MakesNoUserLogsFolderWhereTheHomeCannotBeTold) {
+  if (const std::string why = test::WhyNoRoot(); !why.empty()) GTEST_SKIP() << why;
+  const test::ScopedTempDir root;
+  test::RunInRoot(root.Path(), [] {
+    Machine machine;
+    machine.host.directories.tellsHome = false;
+    std::string path = "before";
+    EXPECT_FALSE(GetWellKnownPath(fileutils::kUserLogs, path));
+    EXPECT_EQ(path, "before");
+  });
+  EXPECT_FALSE(test::IsThere(root.Join("Library")));
 }
 
 TEST(GetWellKnownPath, FailsWhereTheUserLogsFolderCannotBeMade) {
@@ -523,7 +558,7 @@ TEST(GetWellKnownPath, MakesTheUserLogsFolderAfterTheSwitchBack) {
 class ThrowingDirectories final : public platform::DirectoryLookup {
  public:
   [[nodiscard]] bool FindDirectory(unsigned long, unsigned long, std::string*) override { throw 1; }
-  [[nodiscard]] std::string HomeDirectory() override { throw 1; }
+  [[nodiscard]] std::optional<std::string> HomeDirectory() override { throw 1; }
   [[nodiscard]] bool HomeDirectoryForUser(const std::string&, std::string*) override {
     return false;
   }
@@ -570,6 +605,15 @@ TEST(GetUserHomeDirectory, FindsTheHomeAsTheConsoleUser) {
   std::string path = "before";
   fileutils::GetUserHomeDirectory(path);
   EXPECT_EQ(path, "/Users/mia");
+  EXPECT_EQ(machine.host.calls, kHomeCalls);
+}
+
+TEST(GetUserHomeDirectory, ChangesNothingWhereTheHomeCannotBeTold) {
+  Machine machine;
+  machine.host.directories.tellsHome = false;
+  std::string path = "before";
+  fileutils::GetUserHomeDirectory(path);
+  EXPECT_EQ(path, "before");
   EXPECT_EQ(machine.host.calls, kHomeCalls);
 }
 

@@ -182,7 +182,8 @@ class KnownFaultOfHomesTest : public testing::Test {
 
 TEST_F(KnownFaultOfHomesTest, HasNoHomeForAStranger) {
   PutAccounts("mia:x:1000:1000:Mia:/home/mia:/bin/sh\n");
-  test::RunInRoot(Root(), [] { EXPECT_EQ(DefaultHost().directories->HomeDirectory(), ""); });
+  test::RunInRoot(Root(),
+                  [] { EXPECT_EQ(DefaultHost().directories->HomeDirectory(), std::nullopt); });
 }
 
 TEST_F(KnownFaultOfHomesTest, TakesHomesAsTheyAreWritten) {

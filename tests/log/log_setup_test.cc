@@ -62,7 +62,7 @@ CallRecord Join(const std::vector<CallRecord>& parts) {
 class ThrowingDirectories final : public platform::DirectoryLookup {
  public:
   [[nodiscard]] bool FindDirectory(unsigned long, unsigned long, std::string*) override { throw 1; }
-  [[nodiscard]] std::string HomeDirectory() override { throw 1; }
+  [[nodiscard]] std::optional<std::string> HomeDirectory() override { throw 1; }
   [[nodiscard]] bool HomeDirectoryForUser(const std::string&, std::string*) override { throw 1; }
 };
 
@@ -249,6 +249,33 @@ TEST(LogsFolder, IsMadeByTheUserThatTheProcessIs) {
     EXPECT_TRUE(row.find(out));
     EXPECT_EQ(makers, (std::vector<uid_t>{0, 0}));
   }
+}
+
+// In a root folder of its own: without a home the paths begin at the top.
+TEST(LogsFolder, IsNotToBeHadWhereTheHomeCannotBeTold) {
+  if (const std::string why = test::WhyNoRoot(); !why.empty()) GTEST_SKIP() << why;
+  const test::ScopedTempDir root;
+  test::RunInRoot(root.Path(), [] {
+    for (const auto& row : kLogsFolders) {
+      SCOPED_TRACE(row.name);
+      test::FakeHost host;
+      host.directories.tellsHome = false;
+      std::string out = "before";
+      EXPECT_FALSE(row.find(out));
+      EXPECT_EQ(out, "before");
+    }
+  });
+  EXPECT_FALSE(test::IsThere(root.Join("Library")));
+}
+
+TEST(GetHomeAsConsoleUser, ChangesNothingWhereTheHomeCannotBeTold) {
+  test::FakeHost host;
+  host.console.user = kMia;
+  host.directories.tellsHome = false;
+  std::string home = "before";
+  EXPECT_TRUE(dunmar::GetHomeAsConsoleUser(home));
+  EXPECT_EQ(home, "before");
+  EXPECT_EQ(host.calls, kHomeAsMia);
 }
 
 TEST(GetHomeAsConsoleUser, TriesTheWayBackThreeTimesMore) {
@@ -536,6 +563,17 @@ TEST(SetLevel, KeepsTheRequestedLevelWhereTheSwitchIsRefusedToo) {
   EXPECT_EQ(target.GetLevel(), 40);
   EXPECT_EQ(machine.host.calls, (CallRecord{"GetConsoleUser", "HomeDirectoryForUser(mia)",
                                             "GetConsoleUser", "SetEffectiveUser(501)"}));
+}
+
+TEST(SetLevel, KeepsTheRequestedLevelWhereTheHomeCannotBeTold) {
+  if (const std::string why = test::WhyNoRoot(); !why.empty()) GTEST_SKIP() << why;
+  const test::ScopedTempDir root;
+  test::PutFile(root.Join("Library/Logs/kobb.trace"), "");
+  test::RunInRoot(root.Path(), [] {
+    test::FakeHost host;
+    host.directories.tellsHome = false;
+    EXPECT_EQ(LevelFor30(), 30);
+  });
 }
 
 TEST(SetLevel, LeavesTheRestOfTheTargetAlone) {
@@ -900,6 +938,29 @@ TEST(SetLogFile, GoesOnWhereTheProductFolderCannotBeMade) {
   EXPECT_EQ(target.calls, std::vector<std::string>{"OpenStream " + machine.product + "/Ixer.log"});
   OpenOnDisk(target);
   EXPECT_FALSE(SetLogFile(target, "Ixer.log", nullptr));
+}
+
+TEST(SetLogFile, DisablesTheTargetWhereTheHomeCannotBeTold) {
+  if (const std::string why = test::WhyNoRoot(); !why.empty()) GTEST_SKIP() << why;
+  const test::ScopedTempDir root;
+  test::RunInRoot(root.Path(), [] {
+    test::FakeHost host;
+    host.console.user = kMia;
+    host.directories.tellsHome = false;
+    RecordingTarget target;
+    OpenOnDisk(target);
+    EXPECT_FALSE(SetLogFile(target, "Ixer.log", nullptr));
+    EXPECT_FALSE(LogTargetForTesting::Enabled(target));
+    EXPECT_EQ(LogTargetForTesting::FilePath(target), "");
+    EXPECT_EQ(LogTargetForTesting::FileName(target), "Dunmar.log");
+    EXPECT_TRUE(target.calls.empty());
+    // A given folder needs no home.
+    test::MakeDirs("/given");
+    EXPECT_TRUE(SetLogFile(target, "Ixer.log", "/given"));
+    EXPECT_TRUE(LogTargetForTesting::Enabled(target));
+  });
+  EXPECT_FALSE(test::IsThere(root.Join("Library")));
+  EXPECT_FALSE(test::IsThere(root.Join("Caldris")));
 }
 
 // The default without a logs folder, below a root folder of its own.

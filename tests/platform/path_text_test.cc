@@ -301,6 +301,22 @@ TEST(StandardizingPath, LeavesThePrefixBeforeEachFolderThatTheRootHasForItself) 
   });
 }
 
+TEST(StandardizingProgramPath, TakesOutWhatDoesNotTellPlacesApart) {
+  const struct {
+    const char* path;
+    const char* result;
+  } rows[] = {
+      {"/no such//x/", "/no such/x"},
+      {"/no such/./x", "/no such/x"},
+      {"/no such/y/../x", "/no such/x"},
+      {"/", "/"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(StandardizingProgramPath(row.path), row.result);
+  }
+}
+
 TEST(StandardizingPath, TakesOffOnePrefixWhereTheRestExists) {
   if (const std::string why = test::WhyNoRoot(); !why.empty()) GTEST_SKIP() << why;
   const test::ScopedTempDir root;

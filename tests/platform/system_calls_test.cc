@@ -2,8 +2,10 @@
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <string>
 #include <sys/file.h>
 #include <sys/ipc.h>
@@ -146,6 +148,25 @@ TEST(SystemCalls, RandomNumbersAreTheSystemsOwn) {
   EXPECT_NE(none, first);
   EXPECT_NE(first, second);
   EXPECT_EQ(-1, Calls().getentropy(first.data(), 257));
+}
+
+TEST(SystemCalls, AccountLookupsAreTheSystemsOwn) {
+  const passwd* const own = ::getpwuid(::geteuid());
+  if (own == nullptr) GTEST_SKIP() << "this process's user has no account";
+  const std::string name = own->pw_name;
+  const std::string home = own->pw_dir;
+  std::string buffer(std::size_t{1} << 20, '\0');
+  passwd entry = {};
+  passwd* found = nullptr;
+  EXPECT_EQ(0, Calls().getpwnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found));
+  ASSERT_EQ(&entry, found);
+  EXPECT_EQ(home, entry.pw_dir);
+  found = nullptr;
+  EXPECT_EQ(0, Calls().getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found));
+  ASSERT_EQ(&entry, found);
+  EXPECT_EQ(home, entry.pw_dir);
+  EXPECT_EQ(ERANGE, Calls().getpwuid_r(::geteuid(), &entry, buffer.data(), 1, &found));
+  EXPECT_EQ(nullptr, found);
 }
 
 TEST(SystemCalls, UnameIsTheSystemsOwn) {

@@ -12,6 +12,7 @@
 
 #include "tests/program/log_records.h"
 #include "tests/support/files.h"
+#include "tests/support/known_faults.h"
 
 // Whose log it is and where, and what stands in its place. What the program does besides is an
 // installation that changes nothing but the manifest, as a sign of life.
@@ -345,6 +346,45 @@ TEST_F(LogPlace, IsNowhereWhereTheRootFolderOfTheDiskDoesNotServeEither) {
   std::filesystem::remove_all(root.Join("/root"));
   PutFile(root.Join("/Caldris"), "in the way");
   EXPECT_EQ(Install(), kDone);
+}
+
+TEST_F(LogPlace, IsNowhereWhereTheAccountsCannotBeRead) {
+  if (HasFault(Fault::kNeedsAnAccount)) GTEST_SKIP() << "GNUstep ends the program";
+  for (const bool isFolder : {false, true}) {
+    SCOPED_TRACE(isFolder);
+    PutOldManifest();
+    std::filesystem::remove_all(root.Join("/etc/passwd"));
+    if (isFolder) {
+      MakeDirs(root.Join("/etc/passwd"));
+    } else {
+      MakeLink(root.Join("/etc/passwd"), "passwd");
+    }
+    EXPECT_EQ(Install(), kDone);
+  }
+}
+
+TEST_F(LogPlace, IsNowhereWhereTheAccountOfTheOneAtTheConsoleCannotBeRead) {
+  if (HasFault(Fault::kNeedsAnAccount)) GTEST_SKIP() << "GNUstep ends the program";
+  NEED_CONSOLE(root, kMia);
+  MakeHome("/Users/mia", kMia);
+  std::filesystem::remove(root.Join("/etc/passwd"));
+  MakeLink(root.Join("/etc/passwd"), "passwd");
+  EXPECT_EQ(Install(), kDone);
+}
+
+TEST_F(LogPlace, IsTheHomeOfNobodyWithoutAnAccount) {
+  if (HasFault(Fault::kNeedsAnAccount)) GTEST_SKIP() << "GNUstep ends the program";
+  MakeDirs(root.Join("/var/empty"));
+  PutFile(root.Join("/etc/passwd"), "mia:x:1000:1000:Mia:/Users/mia:/bin/sh\n");
+  EXPECT_EQ(Install(), NewLog("var/empty"));
+}
+
+TEST_F(LogPlace, IsBelowTheFolderPrivateWhereTheHomeIs) {
+  if (!kIsPosixHalf) GTEST_SKIP() << "macOS has the same folder under both names";
+  MakeDirs(root.Join("/home/kim"));
+  MakeDirs(root.Join("/private/home/kim"));
+  PutFile(root.Join("/etc/passwd"), "root:x:0:0:root:/private/home/kim/:/bin/sh\n");
+  EXPECT_EQ(Install(), NewLog("private/home/kim"));
 }
 
 TEST_F(LogPlace, MayBeBehindALinkOfRoot) {

@@ -34,8 +34,9 @@ bool FakeDirectories::FindDirectory(unsigned long domainMask, unsigned long dire
   return Answer(folders, {domainMask, directory}, path);
 }
 
-std::string FakeDirectories::HomeDirectory() {
+std::optional<std::string> FakeDirectories::HomeDirectory() {
   record_->push_back("HomeDirectory");
+  if (!tellsHome) return std::nullopt;
   return home;
 }
 

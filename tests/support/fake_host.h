@@ -36,10 +36,11 @@ class FakeDirectories final : public platform::DirectoryLookup {
   explicit FakeDirectories(CallRecord* record) : record_(record) {}
   std::map<std::pair<unsigned long, unsigned long>, std::string> folders;  // (domain, directory)
   std::string home = "/home/nobody-in-particular";
+  bool tellsHome = true;                     // or it cannot be looked up
   std::map<std::string, std::string> homes;  // by name
   [[nodiscard]] bool FindDirectory(unsigned long domainMask, unsigned long directory,
                                    std::string* path) override;
-  [[nodiscard]] std::string HomeDirectory() override;
+  [[nodiscard]] std::optional<std::string> HomeDirectory() override;
   [[nodiscard]] bool HomeDirectoryForUser(const std::string& name, std::string* path) override;
 
  private:

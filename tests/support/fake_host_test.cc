@@ -81,9 +81,11 @@ TEST(FakeDirectories, AnswersWithItsHomes) {
   host.directories.home = "/home/own";
   host.directories.homes["mia"] = "/home/mia";
   std::string path = "before";
-  EXPECT_EQ(host.directories.HomeDirectory(), "/home/own");
   EXPECT_FALSE(host.directories.HomeDirectoryForUser("leo", &path));
   EXPECT_EQ(path, "before");
+  EXPECT_EQ(host.directories.HomeDirectory(), "/home/own");
+  host.directories.tellsHome = false;
+  EXPECT_EQ(host.directories.HomeDirectory(), std::nullopt);
   EXPECT_TRUE(host.directories.HomeDirectoryForUser("mia", &path));
   EXPECT_EQ(path, "/home/mia");
 }

@@ -256,6 +256,13 @@ TEST_F(ConsoleDeviceTest, OwnerOfTheDeviceCountsWhereTheSessionCannotBeRead) {
   ExpectUser("mia 1000 1005");
 }
 
+TEST_F(ConsoleUserTest, IsNobodyWhereTheAccountsCannotBeRead) {
+  PutLogin("1000", "user");
+  ASSERT_EQ(unlink(root_.Join("etc/passwd").c_str()), 0);
+  test::MakeLink(root_.Join("etc/passwd"), "passwd");
+  ExpectUser("nobody");
+}
+
 TEST_F(ConsoleDeviceTest, OwnerOfTheDeviceCountsWithoutTheLibrary) {
   PutSeat("1001");
   PutSession("1001", "user");
