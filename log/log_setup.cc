@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -84,7 +85,7 @@ LevelMarker FindMarker(const std::string& logs, const std::string& fileName) {
 // has put in the place of one must not hand over what it leads to.
 void HandOver(const std::string& folder, const platform::ConsoleUser& user) {
   platform::UniqueFd handle;
-  if (platform::OpenFolderItself(folder, &handle) != 0) return;
+  if (platform::OpenOwnFolderItself(folder, &handle) != 0) return;
   // A log can be written without, by root at least.
   (void)platform::Calls().fchown(handle.Get(), user.uid, user.gid);
   (void)platform::Calls().fchmod(handle.Get(), 0777);
@@ -96,18 +97,26 @@ void HandOver(const std::string& folder, const platform::ConsoleUser& user) {
   std::string home;
   const bool hasAsked = GetHomeAsConsoleUser(home);
   if (hasAsked && home.empty()) return false;
-  if (hasAsked) (void)MakeLogsFolder(home, path);
+  const bool hasLogs = hasAsked && MakeLogsFolder(home, path);
+  const std::size_t begin = hasLogs ? path.size() : 0;
   path += "/Caldris/Ixer";
   if (fileutils::IsExistingDirectory(path)) return true;
-  // Where this fails the log file cannot be opened either, which is what the caller is told.
-  (void)fileutils::CreateDirectoryWithIntermediates(path);
+
+  // One by one, so that no link of the user's leads a folder of root's elsewhere. Where this fails
+  // the log file cannot be opened either, which is what the caller is told.
+  for (std::size_t end = path.find('/', begin + 1); end != std::string::npos;
+       end = path.find('/', end + 1)) {
+    (void)platform::MakeFolder(path.substr(0, end), 0777);
+  }
   const std::optional<platform::ConsoleUser> user = fileutils::FindConsoleUser();
-  if (!user) return true;
-  std::string outer;
-  (void)GetLogsFolderAsConsoleUser(outer);
-  outer += "/Caldris";
-  HandOver(outer, *user);
-  HandOver(path, *user);
+  if (user) {
+    std::string outer;
+    (void)GetLogsFolderAsConsoleUser(outer);
+    // First, for the umask may keep its maker out of it.
+    HandOver(outer + "/Caldris", *user);
+  }
+  (void)platform::MakeFolder(path, 0777);
+  if (user) HandOver(path, *user);
   return true;
 }
 

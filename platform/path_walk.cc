@@ -51,6 +51,31 @@ std::string ReplaceLastComponent(const std::string& path, const std::string& tex
   return path.substr(0, begin) + text + path.substr(end);
 }
 
+int OpenLocatedFolder(const LocatedItem& item, UniqueFd* folder) {
+  UniqueFd opened(RepeatInterrupted([&] {
+    return ::openat(item.folder.Get(), item.name.c_str(),
+                    O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  }));
+  if (!opened) return errno;
+  *folder = std::move(opened);
+  return 0;
+}
+
+// Gives an ordinary user's own folder to him alone, with all rights.
+int OpenToOwner(const LocatedItem& item) {
+  UniqueFd handle;
+  struct stat status = {};
+  if (ExamineItem(item.folder.Get(), item.name.c_str(), &handle, &status) == 0 &&
+      S_ISDIR(status.st_mode) && Calls().fchmodat(handle.Get(), ".", S_IRWXU, 0) == 0) {
+    return 0;
+  }
+  // One that he may not even search can only be named. Whatever has been put in its place meanwhile
+  // comes to no harm: no link is followed, and his right to change modes ends at what is his.
+  return Calls().fchmodat(item.folder.Get(), item.name.c_str(), S_IRWXU, AT_SYMLINK_NOFOLLOW) == 0
+             ? 0
+             : errno;
+}
+
 int OpenStart(std::string_view path, UniqueFd* folder, struct stat* status) {
   return ExamineItem(AT_FDCWD, path.front() == '/' ? "/" : ".", folder, status);
 }
@@ -150,13 +175,17 @@ int OpenFolderItself(const std::string& path, UniqueFd* folder) {
   LocatedItem item;
   const int error = LocateItem(path, LastLink::kLeave, &item);
   if (error != 0) return error;
-  UniqueFd opened(RepeatInterrupted([&] {
-    return ::openat(item.folder.Get(), item.name.c_str(),
-                    O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-  }));
-  if (!opened) return errno;
-  *folder = std::move(opened);
-  return 0;
+  return OpenLocatedFolder(item, folder);
+}
+
+int OpenOwnFolderItself(const std::string& path, UniqueFd* folder) {
+  LocatedItem item;
+  int error = LocateItem(path, LastLink::kLeave, &item);
+  if (error != 0) return error;
+  error = OpenLocatedFolder(item, folder);
+  // Root may read every folder, as a rule; where he may not, others could have him change theirs.
+  if (error != EACCES || ::geteuid() == 0 || OpenToOwner(item) != 0) return error;
+  return OpenLocatedFolder(item, folder);
 }
 
 int MakeFolder(const std::string& path, mode_t mode) {

@@ -66,6 +66,12 @@ struct LocatedItem {
 // failure.
 [[nodiscard]] int OpenFolderItself(const std::string& path, UniqueFd* folder);
 
+// As `OpenFolderItself`, for a caller who goes on to set the folder's mode. An
+// ordinary user may be unable to read a folder of his own, for one because the
+// umask took that right when he made it; it gets the mode 0700 then, and is
+// opened. Returns 0 or the error number; `folder` is unchanged on failure.
+[[nodiscard]] int OpenOwnFolderItself(const std::string& path, UniqueFd* folder);
+
 // `mkdir` under the owner rule: makes one folder, mode less umask. Returns 0
 // or the error number (EEXIST: any item is there, a dangling link included).
 [[nodiscard]] int MakeFolder(const std::string& path, mode_t mode);

@@ -873,6 +873,85 @@ TEST(SetLogFile, HandsNothingOverWithNobodyAtTheConsole) {
   EXPECT_EQ(test::GetMode(machine.product), 0755U);
 }
 
+// The modes of the product folders that an ordinary user makes. Root may open what the umask
+// closes.
+struct ProductModes {
+  mode_t outer;
+  mode_t inner;
+  bool operator==(const ProductModes&) const = default;
+};
+
+// Those that let the maker go on in the folder that he has made, and others.
+constexpr mode_t kHarmlessUmasks[] = {0000, 0022, 0077, 0400, 0402};
+constexpr mode_t kUmasks[] = {0000, 0022, 0077, 0400, 0402, 0377, 0700, 0777};
+
+// For a process of the console user's where `isAtConsole`, else with nobody there.
+ProductModes MakeProductFolders(mode_t umask, bool isAtConsole) {
+  Machine machine;
+  test::MakeDirs(machine.logs);
+  const bool isRoot = geteuid() == 0;
+  const uid_t user = isRoot ? 501 : geteuid();
+  const gid_t group = isRoot ? 20 : getegid();
+  if (isRoot) test::SetOwner(machine.logs, user, group);
+  test::RunInChild([&] {
+    if (isRoot) {
+      ASSERT_EQ(seteuid(user), 0);
+    }
+    machine.host.identity.user = user;
+    if (isAtConsole) machine.host.console.user = {.name = "mia", .uid = user, .gid = group};
+    const test::ScopedUmask mask(umask);
+    RecordingTarget target;
+    (void)SetLogFile(target, "Ixer.log", nullptr);
+  });
+  return {test::GetMode(machine.logs + "/Caldris").value_or(07777),
+          test::GetMode(machine.product).value_or(07777)};
+}
+
+TEST(SetLogFile, OpensTheProductFoldersToEverybodyWhateverTheUmaskOfTheOneAtTheConsole) {
+  if (const std::string why = test::WhyNoRealRoot(); geteuid() == 0 && !why.empty()) {
+    GTEST_SKIP() << why;
+  }
+  for (const mode_t umask : kUmasks) {
+    SCOPED_TRACE(umask);
+    EXPECT_EQ(MakeProductFolders(umask, /*isAtConsole=*/true), (ProductModes{0777, 0777}));
+  }
+}
+
+TEST(SetLogFile, LeavesTheModesOfTheProductFoldersToTheUmaskWithNobodyAtTheConsole) {
+  if (const std::string why = test::WhyNoRealRoot(); geteuid() == 0 && !why.empty()) {
+    GTEST_SKIP() << why;
+  }
+  for (const mode_t umask : kHarmlessUmasks) {
+    SCOPED_TRACE(umask);
+    const auto mode = static_cast<mode_t>(0777U & ~umask);
+    EXPECT_EQ(MakeProductFolders(umask, /*isAtConsole=*/false), (ProductModes{mode, mode}));
+  }
+}
+
+TEST(SetLogFile, OpensAProductFolderOfAnEarlierRunThatItsOwnerMayNotRead) {
+  if (const std::string why = test::WhyNoRealRoot(); geteuid() == 0 && !why.empty()) {
+    GTEST_SKIP() << why;
+  }
+  Machine machine;
+  const std::string outer = machine.logs + "/Caldris";
+  test::MakeDirs(outer);
+  test::SetMode(outer, 0375);
+  const bool isRoot = geteuid() == 0;
+  const uid_t user = isRoot ? 501 : geteuid();
+  if (isRoot) test::SetOwner(outer, user, 20);
+  test::RunInChild([&] {
+    if (isRoot) {
+      ASSERT_EQ(seteuid(user), 0);
+    }
+    machine.host.identity.user = user;
+    machine.host.console.user = {.name = "mia", .uid = user, .gid = isRoot ? 20 : getegid()};
+    RecordingTarget target;
+    EXPECT_TRUE(SetLogFile(target, "Ixer.log", nullptr));
+  });
+  EXPECT_EQ(test::GetMode(outer), 0777U);
+  EXPECT_EQ(test::GetMode(machine.product), 0777U);
+}
+
 TEST(SetLogFile, LeavesAProductFolderThatIsThereAlone) {
   Machine machine;
   machine.host.console.user = kMia;
@@ -938,6 +1017,54 @@ TEST(SetLogFile, GoesOnWhereTheProductFolderCannotBeMade) {
   EXPECT_EQ(target.calls, std::vector<std::string>{"OpenStream " + machine.product + "/Ixer.log"});
   OpenOnDisk(target);
   EXPECT_FALSE(SetLogFile(target, "Ixer.log", nullptr));
+}
+
+// How the product folders are made.
+
+TEST(SetLogFile, MakesTheProductFoldersOneByOneThroughHandles) {
+  const Machine machine;
+  static std::vector<std::string> made;
+  made.clear();
+  RecordingTarget target;
+  platform::ScopedSystemCalls calls;
+  calls->mkdirat = [](int folder, const char* name, mode_t mode) {
+    made.push_back(std::string(name) + (mode == 0777 ? "" : " of another mode"));
+    return ::mkdirat(folder, name, mode);
+  };
+  // The folders above have been made when the target was.
+  EXPECT_TRUE(SetLogFile(target, "Ixer.log", nullptr));
+  EXPECT_EQ(made, (std::vector<std::string>{"Library of another mode", "Logs of another mode",
+                                            "Caldris", "Ixer"}));
+  EXPECT_TRUE(test::IsThere(machine.product));
+}
+
+TEST(SetLogFile, MakesNothingOfRootsBehindAnothersLink) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  for (const bool isConsoleUser : {false, true}) {
+    SCOPED_TRACE(isConsoleUser);
+    Machine machine;
+    if (isConsoleUser) machine.host.console.user = kMia;
+    test::MakeDirs(machine.folder.Join("canary"));
+    test::MakeDirs(machine.logs);
+    test::MakeLink(machine.logs + "/Caldris", machine.folder.Join("canary"));
+    test::SetOwner(machine.logs + "/Caldris", 501, 20);
+    const test::Tree before = test::ReadTree(machine.folder.Path());
+    RecordingTarget target;
+    (void)SetLogFile(target, "Ixer.log", nullptr);
+    EXPECT_EQ(test::CompareTrees(before, test::ReadTree(machine.folder.Path())),
+              std::vector<std::string>());
+  }
+}
+
+TEST(SetLogFile, MakesTheMissingFoldersOfThePathThatTheTargetHadWithoutALogsFolder) {
+  Machine machine;
+  machine.host.directories.home = machine.folder.Join("missing");
+  RecordingTarget target;
+  OpenOnDisk(target);
+  LogTargetForTesting::FilePath(target) = machine.folder.Join("a/b");
+  EXPECT_TRUE(SetLogFile(target, "Ixer.log", nullptr));
+  EXPECT_EQ(LogTargetForTesting::FilePath(target),
+            machine.folder.Join("a/b/Caldris/Ixer/Ixer.log"));
 }
 
 TEST(SetLogFile, DisablesTheTargetWhereTheHomeCannotBeTold) {

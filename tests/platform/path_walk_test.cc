@@ -9,6 +9,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "platform/system_calls_for_testing.h"
 #include "tests/support/files.h"
 #include "tests/support/run_in_root.h"
 #include "tests/support/scoped_temp_dir.h"
@@ -696,6 +697,122 @@ TEST_F(OpenFolderItselfTest, NeedsTheRightToRead) {
     EXPECT_EQ(EACCES, OpenFolderItself(At("searchOnly"), &folder));
     EXPECT_EQ(0, OpenFolder(At("searchOnly"), &folder));
   });
+}
+
+// For an ordinary user: root may open everything.
+class OpenOwnFolderItselfTest : public PathWalkTest {
+ protected:
+  // Calls `body` as a user who may write to the temporary folder.
+  void RunAsUser(const std::function<void()>& body) const {
+    const bool isRoot = ::geteuid() == 0;
+    if (isRoot) test::SetMode(dir_.Path(), 0777);
+    test::RunInChild([&] {
+      if (isRoot) {
+        ASSERT_EQ(0, ::seteuid(kUser));
+      }
+      body();
+    });
+  }
+
+  void SetUp() override {
+    if (const std::string why = test::WhyNoRealRoot(); ::geteuid() == 0 && !why.empty()) {
+      GTEST_SKIP() << why;
+    }
+  }
+};
+
+TEST_F(OpenOwnFolderItselfTest, OpensAFolderThatItsOwnerMayRead) {
+  RunAsUser([&] {
+    test::MakeDirs(At("a"));
+    test::SetMode(At("a"), 0510);
+    UniqueFd folder;
+    ASSERT_EQ(0, OpenOwnFolderItself(At("a"), &folder));
+    EXPECT_TRUE(IsOn(folder, At("a")));
+    EXPECT_EQ(static_cast<mode_t>(0510), test::GetMode(At("a")));
+  });
+}
+
+TEST_F(OpenOwnFolderItselfTest, OpensAFolderThatItsOwnerMayNotRead) {
+  RunAsUser([&] {
+    for (const mode_t mode : {mode_t{0375}, mode_t{0177}, mode_t{0277}, mode_t{0077}, mode_t{0}}) {
+      SCOPED_TRACE(mode);
+      test::MakeDirs(At("a"));
+      test::SetMode(At("a"), mode);
+      UniqueFd folder;
+      ASSERT_EQ(0, OpenOwnFolderItself(At("a"), &folder));
+      EXPECT_TRUE(IsOn(folder, At("a")));
+      EXPECT_EQ(static_cast<mode_t>(0700), test::GetMode(At("a")));
+      EXPECT_EQ(0, ::fchmod(folder.Get(), 0777));
+      ASSERT_EQ(0, ::rmdir(At("a").c_str()));
+    }
+  });
+}
+
+TEST_F(OpenOwnFolderItselfTest, OpensAFolderThatItsOwnerMayOnlySearchByItsHandle) {
+  RunAsUser([&] {
+    test::MakeDirs(At("a"));
+    test::SetMode(At("a"), 0375);
+    ScopedSystemCalls calls;
+    // By the name, as where glibc finds no /proc that it needs for that.
+    calls->fchmodat = [](int parent, const char* name, mode_t mode, int flags) {
+      if (flags == 0) return ::fchmodat(parent, name, mode, flags);
+      errno = EOPNOTSUPP;
+      return -1;
+    };
+    UniqueFd folder;
+    EXPECT_EQ(0, OpenOwnFolderItself(At("a"), &folder));
+    EXPECT_EQ(static_cast<mode_t>(0700), test::GetMode(At("a")));
+  });
+}
+
+TEST_F(OpenOwnFolderItselfTest, FollowsNoLinkThatTakesTheFoldersPlace) {
+  RunAsUser([&] {
+    test::MakeDirs(At("a"));
+    test::SetMode(At("a"), 0077);
+    test::PutFile(At("canary"), "x");
+    test::SetMode(At("canary"), 0604);
+    static std::string place;
+    static std::string canary;
+    place = At("a");
+    canary = At("canary");
+    ScopedSystemCalls calls;
+    calls->fchmodat = [](int parent, const char* name, mode_t mode, int flags) {
+      if (name == std::string("a")) {
+        EXPECT_EQ(0, ::rmdir(place.c_str()));
+        test::MakeLink(place, canary);
+      }
+      return ::fchmodat(parent, name, mode, flags);
+    };
+    UniqueFd folder;
+    EXPECT_EQ(EACCES, OpenOwnFolderItself(At("a"), &folder));
+    EXPECT_FALSE(folder);
+    EXPECT_EQ(canary, test::GetLink(At("a")));
+    EXPECT_EQ(static_cast<mode_t>(0604), test::GetMode(At("canary")));
+  });
+}
+
+TEST_F(OpenOwnFolderItselfTest, RefusesALinkAndWhatIsNoFolder) {
+  test::MakeDirs(At("folder"));
+  test::MakeLink(At("link"), "folder");
+  test::PutFile(At("file"), "x");
+  UniqueFd folder;
+  const int error = OpenOwnFolderItself(At("link"), &folder);
+  EXPECT_TRUE(error == ELOOP || error == ENOTDIR) << error;
+  EXPECT_EQ(ENOTDIR, OpenOwnFolderItself(At("file"), &folder));
+  EXPECT_EQ(ENOENT, OpenOwnFolderItself(At("missing"), &folder));
+  EXPECT_FALSE(folder);
+}
+
+TEST_F(OpenOwnFolderItselfTest, LeavesAnothersFolderAlone) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  test::MakeDirs(At("roots"));
+  test::SetMode(At("roots"), 0711);
+  RunAsUser([&] {
+    UniqueFd folder;
+    EXPECT_EQ(EACCES, OpenOwnFolderItself(At("roots"), &folder));
+    EXPECT_FALSE(folder);
+  });
+  EXPECT_EQ(static_cast<mode_t>(0711), test::GetMode(At("roots")));
 }
 
 using MakeFolderTest = PathWalkTest;
