@@ -1,6 +1,7 @@
 #include "platform/system_calls.h"
 
 #include <cstdio>
+#include <ctime>
 #include <libgen.h>
 #include <pwd.h>
 #include <sys/file.h>
@@ -9,6 +10,7 @@
 #include <unistd.h>
 
 #include "platform/system_calls_for_testing.h"
+#include "platform/timed_semaphore.h"
 
 namespace platform {
 
@@ -20,11 +22,11 @@ int Semctl(int set, int semaphore, int command, SemaphoreArgument argument) {
 }
 
 // In the order of the table and without its names: <libgen.h> makes a macro of `basename`.
-constexpr SystemCalls kSystem = {::read,       ::write,      ::fsync,    ::fstat,    ::close,
-                                 ::flock,      ::ftruncate,  ::fchmod,   ::fchmodat, ::fchown,
-                                 ::renameat,   ::mkdirat,    ::unlinkat, ::remove,   ::uname,
-                                 ::getentropy, ::nanosleep,  ::semget,   ::semop,    Semctl,
-                                 ::getpwuid_r, ::getpwnam_r, ::basename, ::dirname};
+constexpr SystemCalls kSystem = {
+    ::read,   ::write,      ::fsync,      ::fstat,        ::close,   ::flock,    ::ftruncate,
+    ::fchmod, ::fchmodat,   ::fchown,     ::renameat,     ::mkdirat, ::unlinkat, ::remove,
+    ::uname,  ::getentropy, ::nanosleep,  ::clockGettime, ::semget,  ::semop,    ::semtimedop,
+    Semctl,   ::getpwuid_r, ::getpwnam_r, ::basename,     ::dirname};
 
 const SystemCalls* currentCalls = &kSystem;
 

@@ -42,8 +42,12 @@ struct SystemCalls {
   int (*uname)(struct utsname* names);
   int (*getentropy)(void* bytes, std::size_t count);
   int (*nanosleep)(const struct timespec* time, struct timespec* rest);
+  int (*clockGettime)(clockid_t clock, struct timespec* time);  // clock_gettime
   int (*semget)(key_t key, int count, int flags);
   int (*semop)(int set, struct sembuf* operations, std::size_t count);
+  // Made of the others where the system lacks it (timed_semaphore.h).
+  int (*semtimedop)(int set, struct sembuf* operations, std::size_t count,
+                    const struct timespec* longest);
   int (*semctl)(int set, int semaphore, int command, SemaphoreArgument argument);
   // NOLINTBEGIN(readability-identifier-naming): the names of the calls.
   int (*getpwuid_r)(uid_t uid, struct passwd* entry, char* buffer, std::size_t size,

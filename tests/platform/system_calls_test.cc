@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <ctime>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
@@ -77,6 +78,15 @@ TEST_F(SystemCallsTest, SleepIsTheSystemsOwn) {
   EXPECT_EQ(0, Calls().nanosleep(&kNothing, nullptr));
   EXPECT_EQ(-1, Calls().nanosleep(&kNone, nullptr));
   EXPECT_EQ(EINVAL, errno);
+}
+
+TEST_F(SystemCallsTest, ClockIsTheSystemsOwn) {
+  timespec before = {};
+  timespec after = {};
+  EXPECT_EQ(0, Calls().clockGettime(CLOCK_MONOTONIC, &before));
+  EXPECT_EQ(0, ::clock_gettime(CLOCK_MONOTONIC, &after));
+  EXPECT_LE(before.tv_sec, after.tv_sec);
+  EXPECT_LE(after.tv_sec, before.tv_sec + 20);
 }
 
 TEST_F(SystemCallsTest, FstatIsTheSystemsOwn) {
@@ -199,6 +209,14 @@ TEST(SystemCalls, SemaphoreCallsAreTheSystemsOwn) {
   EXPECT_EQ(1, Calls().semctl(set, 1, GETVAL, {}));
   EXPECT_EQ(-1, Calls().semop(set, operations, 2));
   EXPECT_EQ(EAGAIN, errno);
+
+  constexpr timespec kNoTime = {.tv_sec = 0, .tv_nsec = 0};
+  sembuf waiting = {.sem_num = 1, .sem_op = -2, .sem_flg = 0};
+  EXPECT_EQ(-1, Calls().semtimedop(set, &waiting, 1, &kNoTime));
+  EXPECT_EQ(EAGAIN, errno);
+  waiting.sem_op = -1;
+  EXPECT_EQ(0, Calls().semtimedop(set, &waiting, 1, &kNoTime));
+  EXPECT_EQ(0, Calls().semctl(set, 1, GETVAL, {}));
 
   EXPECT_EQ(0, Calls().semctl(set, 0, IPC_RMID, {}));
   EXPECT_EQ(-1, Calls().semctl(set, 0, GETVAL, {}));
