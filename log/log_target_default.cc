@@ -1,6 +1,7 @@
 #include "log/log_target_default.h"
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <utility>
 
@@ -68,6 +69,11 @@ LogTargetDefault::~LogTargetDefault() {
   if (stream_.good()) stream_.close();
 }
 
+void LogTargetDefault::SetLongestWait(std::chrono::nanoseconds longest) {
+  longestWait_ = longest;
+  if (processLock_ != nullptr) processLock_->SetLongestWait(longest);
+}
+
 bool LogTargetDefault::OpenStream(FileStream& stream) { return OpenLogFile(filePath_, stream); }
 
 bool LogTargetDefault::Open() {
@@ -76,6 +82,7 @@ bool LogTargetDefault::Open() {
   if (!OpenStream(stream_)) return false;
   if (processLock_ == nullptr) {
     processLock_ = std::make_unique<CrossProcessLock>();
+    processLock_->SetLongestWait(longestWait_);
     // Without it every record is dropped later; the target is open all the same.
     (void)processLock_->Attach(filePath_, kLogProject);
   }
@@ -88,7 +95,10 @@ bool LogTargetDefault::Open() {
 
 bool LogTargetDefault::Close() {
   if (stream_.good()) stream_.close();
-  if (processLock_ != nullptr) (void)processLock_->Detach();
+  if (processLock_ != nullptr) {
+    (void)processLock_->Detach();
+    longestWait_ = processLock_->WaitLeft();
+  }
   processLock_.reset();
   isOpen_ = false;
   return true;

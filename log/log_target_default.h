@@ -1,6 +1,7 @@
 #ifndef LOG_LOG_TARGET_DEFAULT_H_
 #define LOG_LOG_TARGET_DEFAULT_H_
 
+#include <chrono>
 #include <cstdarg>
 #include <cstdint>
 #include <memory>
@@ -43,6 +44,11 @@ class LogTargetDefault : public LogTargetBase {
   // may do so.
   explicit LogTargetDefault(const char* name);
 
+  // Limits the time that the target waits for its lock from now on, in all, however often it is
+  // opened: after that a record that would have to wait is dropped (cross_process_lock.h). May be
+  // called at any time; without it the target waits without limit.
+  void SetLongestWait(std::chrono::nanoseconds longest);
+
   // log_file.h says what is refused.
   bool OpenStream(FileStream& stream) override;
   ~LogTargetDefault() override;
@@ -74,6 +80,8 @@ class LogTargetDefault : public LogTargetBase {
   [[nodiscard]] bool BuildDefaultFilePath();
 
   std::unique_ptr<CrossProcessLock> processLock_;
+  // What the next lock may wait in all.
+  std::chrono::nanoseconds longestWait_ = CrossProcessLock::kWithoutLimit;
   bool headerPending_ = false;
   bool logThreadId_ = true;
   std::int64_t lastCheckTime_ = 0;   // seconds

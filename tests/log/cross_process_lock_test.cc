@@ -26,139 +26,22 @@
 #include "platform/system_calls.h"
 #include "platform/system_calls_for_testing.h"
 #include "platform/unique_fd.h"
-#include "tests/support/fake_host.h"
+#include "tests/log/lock_on_file.h"
 #include "tests/support/files.h"
 #include "tests/support/run_in_root.h"
 #include "tests/support/scoped_temp_dir.h"
 
-namespace dunmar {
+namespace test {
 
 namespace {
 
+using dunmar::CrossProcessLock;
+using dunmar::SemaphoreSetForTesting;
 using Lines = std::vector<std::string>;
-using platform::SemaphoreArgument;
 
-constexpr int kProject = 11;
 constexpr int kMostUsers = 32767;
-constexpr std::chrono::seconds kPatience(20);
 
-int Control(int set, int semaphore, int command, SemaphoreArgument argument = {.val = 0}) {
-  return platform::Calls().semctl(set, semaphore, command, argument);
-}
-
-int Value(int set, int semaphore) { return Control(set, semaphore, GETVAL); }
-
-void SetValue(int set, int semaphore, int value) {
-  ASSERT_NE(Control(set, semaphore, SETVAL, {.val = value}), -1);
-}
-
-struct semid_ds Status(int set) {
-  struct semid_ds status = {};
-  EXPECT_NE(Control(set, 0, IPC_STAT, {.buf = &status}), -1);
-  return status;
-}
-
-// Waits until so many threads wait for the lock: that they wait shows in the kernel.
-void AwaitWaiting(int set, int count) {
-  const auto end = std::chrono::steady_clock::now() + kPatience;
-  while (Control(set, 1, GETNCNT) != count) {
-    ASSERT_LT(std::chrono::steady_clock::now(), end) << "nobody waits";
-    sched_yield();
-  }
-}
-
-// One side says, the other hears, across processes.
-class Signal {
- public:
-  Signal() {
-    int ends[2] = {-1, -1};
-    EXPECT_EQ(pipe(ends), 0);
-    reader_.Reset(ends[0]);
-    writer_.Reset(ends[1]);
-  }
-  void Say() const { EXPECT_EQ(write(writer_.Get(), "x", 1), 1); }
-  [[nodiscard]] bool WasSaid() const { return HeardWithin(0); }
-  void Hear() const {
-    ASSERT_TRUE(HeardWithin(static_cast<int>(std::chrono::milliseconds(kPatience).count())));
-    char byte = 0;
-    ASSERT_EQ(read(reader_.Get(), &byte, 1), 1);
-  }
-  [[nodiscard]] int WriterFd() const { return writer_.Get(); }
-
- private:
-  [[nodiscard]] bool HeardWithin(int milliseconds) const {
-    pollfd reader = {.fd = reader_.Get(), .events = POLLIN, .revents = 0};
-    return poll(&reader, 1, milliseconds) == 1;
-  }
-
-  platform::UniqueFd reader_;
-  platform::UniqueFd writer_;
-};
-
-// A child process that runs beside the test.
-class OtherProcess {
- public:
-  explicit OtherProcess(const std::function<void()>& body) {
-    std::fflush(nullptr);
-    child_ = fork();
-    EXPECT_NE(child_, -1);
-    if (child_ != 0) return;
-    body();
-    std::fflush(nullptr);
-    _exit(testing::Test::HasFailure() ? 1 : 0);
-  }
-  ~OtherProcess() {
-    if (child_ > 0) Kill();
-  }
-  OtherProcess(const OtherProcess&) = delete;
-  OtherProcess& operator=(const OtherProcess&) = delete;
-
-  [[nodiscard]] pid_t Id() const { return child_; }
-  void Kill() {
-    EXPECT_EQ(kill(child_, SIGKILL), 0);
-    (void)Wait();
-  }
-  void Join() { EXPECT_EQ(Wait(), 0) << "failed in the other process"; }
-
- private:
-  [[nodiscard]] int Wait() {
-    int status = -1;
-    EXPECT_EQ(waitpid(std::exchange(child_, -1), &status, 0) == -1, false);
-    return status;
-  }
-
-  pid_t child_ = -1;
-};
-
-class CrossProcessLockTest : public testing::Test {
- protected:
-  void SetUp() override {
-    test::PutFile(path_, "");
-    // Where no set was ever made the first one has the number 0, which a destructor leaves alone.
-    Control(semget(IPC_PRIVATE, 1, 0600), 0, IPC_RMID);
-  }
-  void TearDown() override {
-    const int set = Set();
-    EXPECT_EQ(set, -1) << "set left behind";
-    if (set != -1) RemoveSet();
-  }
-
-  [[nodiscard]] key_t Key() const { return ftok(path_.c_str(), kProject); }
-  [[nodiscard]] int Set() const { return semget(Key(), 0, 0); }
-  int MakeSet(int semaphores = 2, int mode = 0666) const {
-    const int set = semget(Key(), semaphores, IPC_CREAT | IPC_EXCL | mode);
-    EXPECT_NE(set, -1);
-    return set;
-  }
-  void RemoveSet() const { EXPECT_EQ(Control(Set(), 0, IPC_RMID), 0); }
-  void ExpectValues(int users, int lock) const {
-    EXPECT_EQ(Value(Set(), 0), users);
-    EXPECT_EQ(Value(Set(), 1), lock);
-  }
-
-  const test::ScopedTempDir dir_;
-  const std::string path_ = dir_.Join("log");
-};
+using CrossProcessLockTest = LockOnFile;
 
 // What the calls were, in order, with the flags by name.
 Lines record;
@@ -196,55 +79,10 @@ void Record(platform::ScopedSystemCalls* calls) {
   };
 }
 
-// What befalls a call of `semctl` with this command, or of `semop` with this change of this
-// semaphore, so many times.
-struct Fault {
-  int command = -1;
-  int semaphore = -1;
-  short change = 0;
-  int error = 0;                        // the call fails; 0: it is made
-  int failures = 1 << 20;               // counted down
-  std::function<void()> act = nullptr;  // first, where there is one
-};
-Fault fault;
-
-bool FaultStrikes() {
-  if (fault.failures == 0) return false;
-  --fault.failures;
-  if (fault.act) fault.act();
-  errno = fault.error;
-  return fault.error != 0;
-}
-
-// The faults of `semctl` and `semop` in force for a scope.
-class ScopedFault {
- public:
-  explicit ScopedFault(Fault what) {
-    static const auto kSemctl = platform::Calls().semctl;
-    fault = std::move(what);
-    calls_->semctl = [](int set, int semaphore, int command, SemaphoreArgument argument) {
-      if (command == fault.command && FaultStrikes()) return -1;
-      return kSemctl(set, semaphore, command, argument);
-    };
-    calls_->semop = [](int set, struct sembuf* operations, std::size_t count) {
-      const bool isMeant =
-          operations->sem_num == fault.semaphore && operations->sem_op == fault.change;
-      if (isMeant && FaultStrikes()) return -1;
-      return ::semop(set, operations, count);
-    };
-  }
-  ~ScopedFault() { fault = {}; }
-  ScopedFault(const ScopedFault&) = delete;
-  ScopedFault& operator=(const ScopedFault&) = delete;
-
- private:
-  platform::ScopedSystemCalls calls_;
-};
-
 // Attaching and detaching.
 
 TEST_F(CrossProcessLockTest, AttachingMakesASetForEverybody) {
-  const test::ScopedUmask mask(077);
+  const ScopedUmask mask(077);
   CrossProcessLock lock;
   EXPECT_EQ(SemaphoreSetForTesting(lock), -1);
   EXPECT_TRUE(lock.Attach(path_, kProject));
@@ -328,7 +166,7 @@ TEST_F(CrossProcessLockTest, TheDestructorDetaches) {
 }
 
 TEST_F(CrossProcessLockTest, OtherFilesAndOtherProjectsHaveOtherSets) {
-  test::PutFile(dir_.Join("other"), "");
+  PutFile(dir_.Join("other"), "");
   CrossProcessLock lock;
   CrossProcessLock otherFile;
   CrossProcessLock otherProject;
@@ -351,7 +189,7 @@ TEST_F(CrossProcessLockTest, OfTheProjectTheLowByteCounts) {
 TEST_F(CrossProcessLockTest, CountsTheUsersOfAllProcesses) {
   CrossProcessLock lock;
   EXPECT_TRUE(lock.Attach(path_, kProject));
-  test::RunInChild([&] {
+  RunInChild([&] {
     CrossProcessLock other;
     EXPECT_TRUE(other.Attach(path_, kProject));
     ExpectValues(2, 1);
@@ -384,8 +222,8 @@ TEST_F(CrossProcessLockTest, MakesTheseCallsInThisOrder) {
   CrossProcessLock second;
   Record(&calls);
   EXPECT_TRUE(first.Attach(path_, kProject));
-  EXPECT_EQ(record, Lines({"semget 0 0", "semget 2 950", "semctl 1 GETPID", "semctl 1 SETVAL 1",
-                           "semop 0 1 IPC_NOWAIT"}));
+  EXPECT_EQ(record, Lines({"semget 0 0", "semget 2 950", "semctl 1 GETPID", "semctl 0 GETVAL",
+                           "semctl 1 SETVAL 1", "semop 0 1 IPC_NOWAIT"}));
   record.clear();
   EXPECT_TRUE(second.Attach(path_, kProject));
   EXPECT_EQ(record, Lines({"semget 0 0", "semctl 1 GETVAL", "semop 0 1 IPC_NOWAIT"}));
@@ -552,11 +390,13 @@ TEST_F(CrossProcessLockTest, GoesOnWaitingAfterASignal) {
 TEST_F(CrossProcessLockTest, RepeatsInterruptedCalls) {
   CrossProcessLock lock;
   {
-    const ScopedFault interrupt({.semaphore = 0, .change = 1, .error = EINTR, .failures = 2});
+    const ScopedSemaphoreFault interrupt(
+        {.semaphore = 0, .change = 1, .error = EINTR, .failures = 2});
     EXPECT_TRUE(lock.Attach(path_, kProject));
   }
   {
-    const ScopedFault interrupt({.semaphore = 1, .change = -1, .error = EINTR, .failures = 3});
+    const ScopedSemaphoreFault interrupt(
+        {.semaphore = 1, .change = -1, .error = EINTR, .failures = 3});
     EXPECT_TRUE(lock.Acquire());
   }
   ExpectValues(1, 0);
@@ -600,7 +440,7 @@ TEST_F(CrossProcessLockTest, AfterAFailedReleaseItStillHolds) {
   ASSERT_TRUE(lock.Attach(path_, kProject));
   ASSERT_TRUE(lock.Acquire());
   {
-    const ScopedFault noMemory({.semaphore = 1, .change = 1, .error = ENOMEM});
+    const ScopedSemaphoreFault noMemory({.semaphore = 1, .change = 1, .error = ENOMEM});
     EXPECT_FALSE(lock.Release());
     EXPECT_TRUE(lock.Acquire());
     EXPECT_FALSE(lock.Release());
@@ -641,7 +481,7 @@ TEST_F(CrossProcessLockTest, AReleaseThatSucceedsDoesNotHideALaterOneThatFailed)
   }
   ExpectValues(1, 0);
   {
-    const ScopedFault wouldWait({.semaphore = 1, .change = -1, .error = EAGAIN});
+    const ScopedSemaphoreFault wouldWait({.semaphore = 1, .change = -1, .error = EAGAIN});
     EXPECT_TRUE(lock.Acquire());
   }
   EXPECT_TRUE(lock.Release());
@@ -682,7 +522,8 @@ TEST_F(CrossProcessLockTest, DetachingGivesBackWhatAFailedReleaseLeft) {
   ASSERT_TRUE(lock.Attach(path_, kProject));
   ASSERT_TRUE(lock.Acquire());
   {
-    const ScopedFault noMemory({.semaphore = 1, .change = 1, .error = ENOMEM, .failures = 1});
+    const ScopedSemaphoreFault noMemory(
+        {.semaphore = 1, .change = 1, .error = ENOMEM, .failures = 1});
     EXPECT_FALSE(lock.Release());
     ExpectValues(2, 0);
     EXPECT_TRUE(lock.Detach());
@@ -705,7 +546,7 @@ TEST_F(CrossProcessLockTest, DetachedItForgetsThatItStillHeld) {
   ASSERT_TRUE(lock.Attach(path_, kProject));
   ASSERT_TRUE(lock.Acquire());
   {
-    const ScopedFault noMemory({.semaphore = 1, .change = 1, .error = ENOMEM});
+    const ScopedSemaphoreFault noMemory({.semaphore = 1, .change = 1, .error = ENOMEM});
     EXPECT_FALSE(lock.Release());
     EXPECT_TRUE(lock.Detach());
   }
@@ -777,7 +618,7 @@ TEST_F(CrossProcessLockTest, WithoutASetItIsNotAttached) {
 TEST_F(CrossProcessLockTest, ASetThatCannotBeFreedIsRemoved) {
   for (const int command : {SETVAL, GETPID}) {
     SCOPED_TRACE(DescribedCommand(command));
-    const ScopedFault refusal({.command = command, .error = EPERM});
+    const ScopedSemaphoreFault refusal({.command = command, .error = EPERM});
     CrossProcessLock lock;
     EXPECT_FALSE(lock.Attach(path_, kProject));
     EXPECT_EQ(SemaphoreSetForTesting(lock), -1);
@@ -787,7 +628,7 @@ TEST_F(CrossProcessLockTest, ASetThatCannotBeFreedIsRemoved) {
 
 TEST_F(CrossProcessLockTest, WhoCannotBeCountedIsNotAttached) {
   {
-    const ScopedFault refusal({.semaphore = 0, .change = 1, .error = EACCES});
+    const ScopedSemaphoreFault refusal({.semaphore = 0, .change = 1, .error = EACCES});
     CrossProcessLock lock;
     EXPECT_FALSE(lock.Attach(path_, kProject));
     EXPECT_EQ(SemaphoreSetForTesting(lock), -1);
@@ -812,7 +653,7 @@ TEST_F(CrossProcessLockTest, DetachingSucceedsWhereTheCountCannotBeRead) {
   CrossProcessLock lock;
   ASSERT_TRUE(lock.Attach(path_, kProject));
   {
-    const ScopedFault refusal({.command = GETVAL, .error = EACCES});
+    const ScopedSemaphoreFault refusal({.command = GETVAL, .error = EACCES});
     EXPECT_TRUE(lock.Detach());
   }
   EXPECT_EQ(SemaphoreSetForTesting(lock), -1);
@@ -824,7 +665,7 @@ TEST_F(CrossProcessLockTest, DetachingFailsWhereTheSetCannotBeRemoved) {
   CrossProcessLock lock;
   ASSERT_TRUE(lock.Attach(path_, kProject));
   {
-    const ScopedFault refusal({.command = IPC_RMID, .error = EPERM});
+    const ScopedSemaphoreFault refusal({.command = IPC_RMID, .error = EPERM});
     EXPECT_FALSE(lock.Detach());
   }
   EXPECT_EQ(SemaphoreSetForTesting(lock), -1);
@@ -835,7 +676,7 @@ TEST_F(CrossProcessLockTest, DetachingFailsWhereTheSetCannotBeRemoved) {
 // A set that vanishes.
 
 TEST_F(CrossProcessLockTest, StartsOverWhereTheSetVanishes) {
-  const ScopedFault removal(
+  const ScopedSemaphoreFault removal(
       {.semaphore = 0, .change = 1, .failures = 7, .act = [this] { RemoveSet(); }});
   CrossProcessLock lock;
   EXPECT_TRUE(lock.Attach(path_, kProject));
@@ -844,19 +685,19 @@ TEST_F(CrossProcessLockTest, StartsOverWhereTheSetVanishes) {
 }
 
 TEST_F(CrossProcessLockTest, GivesUpWhereTheSetVanishesEightTimes) {
-  const ScopedFault removal(
+  const ScopedSemaphoreFault removal(
       {.semaphore = 0, .change = 1, .failures = 8, .act = [this] { RemoveSet(); }});
   CrossProcessLock lock;
   EXPECT_FALSE(lock.Attach(path_, kProject));
   EXPECT_EQ(SemaphoreSetForTesting(lock), -1);
-  EXPECT_EQ(fault.failures, 0);
+  EXPECT_EQ(ScopedSemaphoreFault::Left(), 0);
   EXPECT_TRUE(lock.Attach(path_, kProject));
 }
 
 TEST_F(CrossProcessLockTest, StartsOverWhereTheSystemSaysThatTheSetIsGone) {
   for (const int error : {EIDRM, EINVAL}) {
     SCOPED_TRACE(error);
-    const ScopedFault gone({.semaphore = 0, .change = 1, .error = error, .failures = 7});
+    const ScopedSemaphoreFault gone({.semaphore = 0, .change = 1, .error = error, .failures = 7});
     CrossProcessLock lock;
     EXPECT_TRUE(lock.Attach(path_, kProject));
     ExpectValues(1, 1);
@@ -866,22 +707,12 @@ TEST_F(CrossProcessLockTest, StartsOverWhereTheSystemSaysThatTheSetIsGone) {
 TEST_F(CrossProcessLockTest, StartsOverWhereItsNewSetVanishes) {
   for (const int command : {GETPID, SETVAL}) {
     SCOPED_TRACE(DescribedCommand(command));
-    const ScopedFault removal({.command = command, .failures = 7, .act = [this] { RemoveSet(); }});
+    const ScopedSemaphoreFault removal(
+        {.command = command, .failures = 7, .act = [this] { RemoveSet(); }});
     CrossProcessLock lock;
     EXPECT_TRUE(lock.Attach(path_, kProject));
     ExpectValues(1, 1);
   }
-}
-
-TEST_F(CrossProcessLockTest, StartsOverWhereTheSetOfADeadCreatorVanishes) {
-  const int set = MakeSet();
-  test::FakeHost host;
-  host.clock.now.seconds = Status(set).sem_ctime + 2;
-  const ScopedFault removal({.command = SETVAL, .failures = 1, .act = [this] { RemoveSet(); }});
-  CrossProcessLock lock;
-  EXPECT_TRUE(lock.Attach(path_, kProject));
-  EXPECT_NE(SemaphoreSetForTesting(lock), set);
-  ExpectValues(1, 1);
 }
 
 TEST_F(CrossProcessLockTest, AcquireDoesNotAttachAgain) {
@@ -910,162 +741,6 @@ TEST_F(CrossProcessLockTest, WhoWaitsIsWokenWhereTheSetVanishes) {
   other.Join();
 }
 
-// Creators.
-
-TEST_F(CrossProcessLockTest, TwoCreatorsMakeOneFreeLock) {
-  static std::function<void()> meanwhile;
-  CrossProcessLock first;
-  CrossProcessLock second;
-  meanwhile = [&] {
-    EXPECT_TRUE(first.Attach(path_, kProject));
-    EXPECT_TRUE(first.Acquire());
-  };
-  {
-    platform::ScopedSystemCalls calls;
-    // The first one makes the set and takes the lock when the second has found none.
-    calls->semget = [](key_t key, int count, int flags) {
-      const int set = ::semget(key, count, flags);
-      if (meanwhile) std::exchange(meanwhile, nullptr)();
-      return set;
-    };
-    EXPECT_TRUE(second.Attach(path_, kProject));
-  }
-  EXPECT_EQ(SemaphoreSetForTesting(first), SemaphoreSetForTesting(second));
-  ExpectValues(2, 0);
-  EXPECT_TRUE(first.Release());
-  ExpectValues(2, 1);
-}
-
-TEST_F(CrossProcessLockTest, FinishesTheWorkOfADeadCreator) {
-  const int set = MakeSet();
-  test::FakeHost host;
-  host.clock.now.seconds = Status(set).sem_ctime + 2;
-  CrossProcessLock lock;
-  EXPECT_TRUE(lock.Attach(path_, kProject));
-  EXPECT_EQ(SemaphoreSetForTesting(lock), set);
-  ExpectValues(1, 1);
-}
-
-TEST_F(CrossProcessLockTest, FinishesTheWorkOfADeadCreatorWhereOthersAreCounted) {
-  const int set = MakeSet();
-  test::FakeHost host;
-  sembuf countIn = {.sem_num = 0, .sem_op = 1, .sem_flg = IPC_NOWAIT};
-  ASSERT_EQ(semop(set, &countIn, 1), 0);
-  host.clock.now.seconds = Status(set).sem_ctime + 2;
-  CrossProcessLock lock;
-  EXPECT_TRUE(lock.Attach(path_, kProject));
-  ExpectValues(2, 1);
-  EXPECT_TRUE(lock.Detach());
-  EXPECT_EQ(semctl(set, 0, IPC_RMID), 0);
-}
-
-// Pauses of the lock, in place of sleep: what happens in the meantime is up to the test.
-struct Pauses {
-  static inline int count = 0;
-  static inline std::function<void(int)> meanwhile;
-
-  explicit Pauses(std::function<void(int)> whileAsleep) {
-    count = 0;
-    meanwhile = std::move(whileAsleep);
-    calls->nanosleep = [](const timespec* time, timespec*) {
-      EXPECT_EQ(time->tv_sec, 0);
-      EXPECT_EQ(time->tv_nsec, 10000000);
-      meanwhile(++count);
-      return 0;
-    };
-  }
-  ~Pauses() { meanwhile = nullptr; }
-  Pauses(const Pauses&) = delete;
-  Pauses& operator=(const Pauses&) = delete;
-
-  platform::ScopedSystemCalls calls;
-};
-
-TEST_F(CrossProcessLockTest, LeavesANewSetToItsCreator) {
-  const int set = MakeSet();
-  test::FakeHost host;
-  host.clock.now.seconds = Status(set).sem_ctime + 1;
-  const Pauses pauses([&](int count) {
-    // A value that nobody else would set.
-    if (count == 3) SetValue(set, 1, 7);
-  });
-  CrossProcessLock lock;
-  EXPECT_TRUE(lock.Attach(path_, kProject));
-  EXPECT_EQ(Pauses::count, 3);
-  ExpectValues(1, 7);
-}
-
-TEST_F(CrossProcessLockTest, FinishesTheWorkOfACreatorThatDiesMeanwhile) {
-  const int set = MakeSet();
-  test::FakeHost host;
-  host.clock.now.seconds = Status(set).sem_ctime;
-  const Pauses pauses([&](int count) {
-    if (count == 5) host.clock.now.seconds += 2;
-  });
-  CrossProcessLock lock;
-  EXPECT_TRUE(lock.Attach(path_, kProject));
-  EXPECT_EQ(Pauses::count, 5);
-  ExpectValues(1, 1);
-}
-
-TEST_F(CrossProcessLockTest, FinishesTheWorkOfADeadCreatorThoughTheClockGoesBack) {
-  const int set = MakeSet();
-  test::FakeHost host;
-  host.clock.now.seconds = Status(set).sem_ctime - 1000000;
-  const Pauses pauses([](int) {});
-  CrossProcessLock lock;
-  EXPECT_TRUE(lock.Attach(path_, kProject));
-  EXPECT_EQ(Pauses::count, 200);
-  ExpectValues(1, 1);
-}
-
-TEST_F(CrossProcessLockTest, StartsOverWhereANewSetVanishesBeforeItIsFreed) {
-  const int set = MakeSet();
-  test::FakeHost host;
-  host.clock.now.seconds = Status(set).sem_ctime;
-  const Pauses pauses([&](int count) {
-    if (count != 2) return;
-    EXPECT_EQ(semctl(set, 0, IPC_RMID), 0);
-  });
-  CrossProcessLock lock;
-  EXPECT_TRUE(lock.Attach(path_, kProject));
-  EXPECT_EQ(Pauses::count, 2);
-  ExpectValues(1, 1);
-}
-
-TEST_F(CrossProcessLockTest, LeavesAnOldLockToItsHolder) {
-  CrossProcessLock holder;
-  ASSERT_TRUE(holder.Attach(path_, kProject));
-  ASSERT_TRUE(holder.Acquire());
-  test::FakeHost host;
-  host.clock.now.seconds = Status(Set()).sem_ctime + 1000;
-  CrossProcessLock lock;
-  EXPECT_TRUE(lock.Attach(path_, kProject));
-  ExpectValues(2, 0);
-}
-
-TEST_F(CrossProcessLockTest, TakesASetWhoseAgeIsUnknownForANewOne) {
-  const int set = MakeSet();
-  test::FakeHost host;
-  host.clock.now.seconds = Status(set).sem_ctime + 1000;
-  const ScopedFault refusal({.command = IPC_STAT, .error = EACCES});
-  const Pauses pauses([](int) {});
-  CrossProcessLock lock;
-  EXPECT_TRUE(lock.Attach(path_, kProject));
-  EXPECT_EQ(Pauses::count, 200);
-  ExpectValues(1, 1);
-}
-
-TEST_F(CrossProcessLockTest, RemovesTheSetOfADeadCreatorThatCannotBeFreed) {
-  const int set = MakeSet();
-  test::FakeHost host;
-  host.clock.now.seconds = Status(set).sem_ctime + 2;
-  const ScopedFault refusal({.command = SETVAL, .error = EPERM});
-  CrossProcessLock lock;
-  EXPECT_FALSE(lock.Attach(path_, kProject));
-  EXPECT_EQ(SemaphoreSetForTesting(lock), -1);
-}
-
 // Strange sets.
 
 TEST_F(CrossProcessLockTest, ASetOfOneSemaphoreHasNoLockToTake) {
@@ -1088,10 +763,10 @@ TEST_F(CrossProcessLockTest, ASetOfManySemaphoresServesAsWell) {
 }
 
 TEST_F(CrossProcessLockTest, ASetWithOtherRightsIsRefused) {
-  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  if (const std::string why = WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
   const int set = MakeSet(2, 0600);
   SetValue(set, 1, 1);
-  test::RunInChild([&] {
+  RunInChild([&] {
     ASSERT_EQ(seteuid(1000), 0);
     CrossProcessLock lock;
     EXPECT_FALSE(lock.Attach(path_, kProject));
@@ -1102,10 +777,10 @@ TEST_F(CrossProcessLockTest, ASetWithOtherRightsIsRefused) {
 }
 
 TEST_F(CrossProcessLockTest, AnotherUserSharesTheSetButCannotRemoveIt) {
-  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  if (const std::string why = WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
   CrossProcessLock lock;
   ASSERT_TRUE(lock.Attach(path_, kProject));
-  test::RunInChild([&] {
+  RunInChild([&] {
     ASSERT_EQ(seteuid(1000), 0);
     CrossProcessLock its;
     EXPECT_TRUE(its.Attach(path_, kProject));
@@ -1158,8 +833,8 @@ TEST_F(CrossProcessLockTest, ALockOfTheHighestValueIsTakenAndGivenBack) {
 }
 
 TEST_F(CrossProcessLockTest, FailsWhereNoSetsAreLeft) {
-  if (const std::string why = test::WhyNoMounts(); !why.empty()) GTEST_SKIP() << why;
-  test::RunInRoot(dir_.Path(), [] {
+  if (const std::string why = WhyNoMounts(); !why.empty()) GTEST_SKIP() << why;
+  RunInRoot(dir_.Path(), [] {
     while (semget(IPC_PRIVATE, 1, 0600) != -1) {
     }
     ASSERT_EQ(errno, ENOSPC);
@@ -1170,8 +845,8 @@ TEST_F(CrossProcessLockTest, FailsWhereNoSetsAreLeft) {
 }
 
 TEST_F(CrossProcessLockTest, TheFirstSetOfAMachineOutlivesTheObject) {
-  if (const std::string why = test::WhyNoMounts(); !why.empty()) GTEST_SKIP() << why;
-  test::RunInRoot(dir_.Path(), [] {
+  if (const std::string why = WhyNoMounts(); !why.empty()) GTEST_SKIP() << why;
+  RunInRoot(dir_.Path(), [] {
     {
       CrossProcessLock lock;
       EXPECT_TRUE(lock.Attach("/log", kProject));
@@ -1195,4 +870,4 @@ TEST_F(CrossProcessLockTest, TheFirstSetOfAMachineOutlivesTheObject) {
 
 }  // namespace
 
-}  // namespace dunmar
+}  // namespace test

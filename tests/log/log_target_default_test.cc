@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <ios>
@@ -24,9 +26,11 @@
 
 #include "log/api/level.h"
 #include "log/api/printf_format.h"
+#include "log/cross_process_lock.h"
 #include "log/cross_process_lock_for_testing.h"
 #include "log/log_target_for_testing.h"
 #include "log/session_header.h"
+#include "platform/monotonic_time.h"
 #include "platform/system_calls.h"
 #include "platform/system_calls_for_testing.h"
 #include "platform/thread_id.h"
@@ -696,6 +700,135 @@ TEST(LogTargetDefaultWrite, KeepsThreadsApart) {
     }
     EXPECT_EQ(lines, 250);
   }
+}
+
+// ---- The longest wait ----
+
+// Somebody else's hold on the target's lock. Time passes only in waiting for it, and the hold lasts
+// for `lasts` of it.
+class HoldOfOthers {
+ public:
+  explicit HoldOfOthers(const std::string& path) {
+    EXPECT_TRUE(Holder().Attach(path, 11));
+    EXPECT_TRUE(Holder().Acquire());
+    Now() = std::chrono::hours(1);
+    Waits().clear();
+    calls_->clockGettime = [](clockid_t, timespec* time) {
+      *time = platform::ToTimespec(Now());
+      return 0;
+    };
+    calls_->semtimedop = [](int set, sembuf* operation, std::size_t count, const timespec* time) {
+      const auto allowed =
+          std::chrono::seconds(time->tv_sec) + std::chrono::nanoseconds(time->tv_nsec);
+      Waits().push_back(allowed);
+      Now() += std::min<std::chrono::nanoseconds>(allowed, Lasts());
+      if (Lasts() <= allowed) {
+        End();
+        return ::semop(set, operation, count);
+      }
+      errno = EAGAIN;
+      return -1;
+    };
+  }
+  ~HoldOfOthers() { EXPECT_TRUE(Holder().Detach()); }
+  HoldOfOthers(const HoldOfOthers&) = delete;
+  HoldOfOthers& operator=(const HoldOfOthers&) = delete;
+
+  static void End() { EXPECT_TRUE(Holder().Release()); }
+  static std::chrono::seconds& Lasts() {
+    static std::chrono::seconds lasts;
+    return lasts;
+  }
+  static std::vector<std::chrono::nanoseconds>& Waits() {  // what was allowed
+    static std::vector<std::chrono::nanoseconds> waits;
+    return waits;
+  }
+
+ private:
+  static dunmar::CrossProcessLock& Holder() {
+    static dunmar::CrossProcessLock holder;
+    return holder;
+  }
+  static std::chrono::nanoseconds& Now() {
+    static std::chrono::nanoseconds now;
+    return now;
+  }
+
+  platform::ScopedSystemCalls calls_;
+};
+
+using Waits = std::vector<std::chrono::nanoseconds>;
+
+std::chrono::nanoseconds WaitLeft(LogTargetDefault& target) {
+  return Fields::ProcessLock(target)->WaitLeft();
+}
+
+TEST(LogTargetDefaultSetLongestWait, IsNotNeeded) {
+  Machine machine;
+  OnFile target(machine);
+  ASSERT_TRUE(target.Open());
+  EXPECT_EQ(WaitLeft(target), dunmar::CrossProcessLock::kWithoutLimit);
+}
+
+TEST(LogTargetDefaultSetLongestWait, LimitsTheWaitingOfAllRecordsTogether) {
+  Machine machine;
+  OnFile target(machine);
+  target.SetLongestWait(std::chrono::seconds(60));
+  ASSERT_TRUE(target.Open());
+  const HoldOfOthers hold(machine.path);
+  HoldOfOthers::Lasts() = std::chrono::seconds(1000);
+  SetSize(machine.path, kRipe);
+  Fields::LastRecordTime(target) = kMorning + 900;
+  Fields::HeaderPending(target) = true;
+  for (int i = 0; i < 100; ++i) Log(target, "lost");
+  target.WriteHeader(30, "1", "2", "3", "4", nullptr, /*useLock=*/true);
+  EXPECT_EQ(HoldOfOthers::Waits(), Waits{std::chrono::seconds(60)});
+  EXPECT_EQ(SizeOf(machine.path), kRipe);
+  EXPECT_FALSE(test::IsThere(machine.copy));
+
+  HoldOfOthers::End();
+  Log(target, "kept");
+  EXPECT_EQ(HoldOfOthers::Waits(), Waits{std::chrono::seconds(60)});
+  EXPECT_EQ(SizeOf(machine.copy), kRipe);
+  EXPECT_EQ(test::GetFile(machine.path), HeaderLine("header") + Line("kept"));
+}
+
+TEST(LogTargetDefaultSetLongestWait, HoldsForEveryOpening) {
+  Machine machine;
+  OnFile target(machine);
+  target.SetLongestWait(std::chrono::seconds(60));
+  ASSERT_TRUE(target.Open());
+  EXPECT_EQ(WaitLeft(target), std::chrono::seconds(60));
+  {
+    const HoldOfOthers hold(machine.path);
+    HoldOfOthers::Lasts() = std::chrono::seconds(20);
+    Log(target, "late");
+  }
+  EXPECT_EQ(WaitLeft(target), std::chrono::seconds(40));
+  ASSERT_TRUE(target.Close());
+  ASSERT_TRUE(target.Open());
+  EXPECT_EQ(WaitLeft(target), std::chrono::seconds(40));
+  ASSERT_TRUE(target.Close());
+  {
+    const HoldOfOthers hold(machine.path);
+    HoldOfOthers::Lasts() = std::chrono::seconds(1000);
+    ASSERT_TRUE(target.Open());
+    EXPECT_EQ(HoldOfOthers::Waits(), Waits{std::chrono::seconds(40)});
+    ASSERT_TRUE(target.Close());
+    ASSERT_TRUE(target.Open());
+    Log(target, "lost");
+    EXPECT_EQ(HoldOfOthers::Waits(), Waits{std::chrono::seconds(40)});
+    HoldOfOthers::End();
+  }
+  EXPECT_EQ(test::GetFile(machine.path), Line("late"));
+}
+
+TEST(LogTargetDefaultSetLongestWait, HoldsForALockThatIsThere) {
+  Machine machine;
+  OnFile target(machine);
+  ASSERT_TRUE(target.Open());
+  target.SetLongestWait(std::chrono::seconds(7));
+  EXPECT_EQ(WaitLeft(target), std::chrono::seconds(7));
 }
 
 // ---- When the size is looked at ----
