@@ -1,5 +1,6 @@
 #include "hook/hook_log.h"
 
+#include <chrono>
 #include <cstdarg>
 
 #include "log/api/level.h"
@@ -12,6 +13,9 @@ namespace hook {
 
 namespace {
 
+// Anybody may keep the log's lock for ever; that must not stop an install.
+constexpr std::chrono::seconds kLongestLockWait(60);
+
 dunmar::LogTargetBase* currentLogTarget = nullptr;
 dunmar::AbstractLogger* currentFrontEnd = nullptr;
 
@@ -20,6 +24,7 @@ dunmar::AbstractLogger* currentFrontEnd = nullptr;
 void StartLog() {
   auto* const target = new dunmar::LogTargetDefault(kModuleName);
   SetLogTarget(target);
+  target->SetLongestWait(kLongestLockWait);
   // Before the file has its name: the markers that count are those of the library's own name.
   dunmar::SetLevel(*target, dunmar::kInfo);
   (void)dunmar::SetLogFile(*target, "Ixer.log", "");

@@ -14,7 +14,8 @@ inline constexpr const char* kModuleName = "ZintCustomHook";
 
 // Process-wide: opens the hook's log, as "Ixer.log" in the console user's logs folder, and makes
 // the actions' messages and those of whoever is handed `FrontEnd()` reach it. Where there is no log
-// to be had they are dropped. Target and front end stay until the process ends.
+// to be had they are dropped, and so are they where others keep the log's lock, once the process
+// has waited 60 seconds for it in all. Target and front end stay until the process ends.
 void StartLog();
 
 // Process-wide: takes the target from the registry, which closes the log. The log call stays set.

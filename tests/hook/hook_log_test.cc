@@ -1,5 +1,6 @@
 #include "hook/hook_log.h"
 
+#include <chrono>
 #include <cstddef>
 #include <gtest/gtest.h>
 #include <sstream>
@@ -9,6 +10,9 @@
 
 #include "log/api/level.h"
 #include "log/api/log_call.h"
+#include "log/cross_process_lock.h"
+#include "log/log_target_default.h"
+#include "log/log_target_for_testing.h"
 #include "log/log_target_registry.h"
 #include "log/log_target_registry_for_testing.h"
 #include "platform/console_user.h"
@@ -183,6 +187,19 @@ TEST(StartLog, SetsTargetFrontEndAndLogCall) {
     EXPECT_EQ(LogTarget()->GetReferenceCount(), 1U);
     EXPECT_NE(FrontEnd(), nullptr);
     EXPECT_EQ(dunmar::LogCall(), HookLogCallback);
+    StopLog();
+  });
+}
+
+TEST(StartLog, LimitsTheWaitingForTheLockToAMinute) {
+  const test::MachineInFolder machine;
+  test::RunInChild([] {
+    StartLog();
+    auto* const target = dynamic_cast<dunmar::LogTargetDefault*>(LogTarget());
+    ASSERT_NE(target, nullptr);
+    const auto& lock = dunmar::LogTargetForTesting::ProcessLock(*target);
+    ASSERT_NE(lock, nullptr);
+    EXPECT_EQ(lock->WaitLeft(), std::chrono::seconds(60));
     StopLog();
   });
 }

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -587,6 +588,28 @@ TEST_F(LeftSemaphores, ThatNobodyMayUseLoseTheRecords) {
   options.beforeStart = [] { EXPECT_NE(semget(ftok(kRootsLog, 11), 2, IPC_CREAT | 0), -1); };
   options.afterEnd = [] { ExpectSetAndRemoveIt(0); };
   EXPECT_EQ(Install(options), Changes());
+  EXPECT_EQ(GetFile(root.Join(kRootsLog)), "");
+}
+
+// Somebody with an account takes the lock and keeps it. This takes as long as the program waits.
+TEST_F(LeftSemaphores, ThatAreKeptCostAMinuteAndTheRecordsAndNoInstall) {
+  NEED_MOUNTS();
+  RunOptions options;
+  options.longestSeconds = 90;
+  options.beforeStart = [] {
+    MakeSet(2, 1);
+    struct sembuf take = {1, -1, 0};
+    ASSERT_EQ(semop(FindSet(), &take, 1), 0);
+  };
+  options.afterEnd = [] {
+    EXPECT_EQ(semctl(FindSet(), 1, GETVAL), 0);
+    ExpectSetAndRemoveIt(1);
+  };
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(Install(options), kDone);
+  const auto taken = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(taken, std::chrono::seconds(60));
+  EXPECT_LT(taken, std::chrono::seconds(70));
   EXPECT_EQ(GetFile(root.Join(kRootsLog)), "");
 }
 

@@ -38,7 +38,6 @@ namespace test {
 
 namespace {
 
-constexpr unsigned int kLongestRunSeconds = 10;
 constexpr int kNotStarted = 127;
 constexpr std::string_view kLogPlace = "/Caldris/Ixer/Ixer.log";
 
@@ -177,14 +176,14 @@ void MountOwnProc() {
 }
 
 // Waits for the end of the process, and brings it about if it takes too long.
-int WaitForEnd(pid_t process) {
+int WaitForEnd(pid_t process, unsigned int longestSeconds) {
   struct sigaction wake = {};
   wake.sa_handler = [](int) {};
   (void)sigaction(SIGALRM, &wake, nullptr);
-  (void)alarm(kLongestRunSeconds);
+  (void)alarm(longestSeconds);
   int status = 0;
   while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
-    ADD_FAILURE() << "still running after " << kLongestRunSeconds << " s";
+    ADD_FAILURE() << "still running after " << longestSeconds << " s";
     (void)kill(process, SIGKILL);
   }
   (void)alarm(0);
@@ -208,7 +207,7 @@ Ended RunHere(const std::vector<std::string>& arguments, const RunOptions& optio
     FailWithErrno("fork");
     return {};
   }
-  int status = WaitForEnd(process);
+  int status = WaitForEnd(process, options.longestSeconds);
   if (WIFSIGNALED(status)) ADD_FAILURE() << "ended by: " << strsignal(WTERMSIG(status));
   EXPECT_EQ(WEXITSTATUS(status), 0);
   EXPECT_EQ(output.Content(), "");

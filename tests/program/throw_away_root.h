@@ -30,6 +30,8 @@ struct RunOptions {
   bool mountProc = true;
   // User and group, real and effective. Other than 0: NEED_REAL_ROOT first.
   uid_t user = 0;
+  // A run that takes longer is ended, and fails.
+  unsigned int longestSeconds = 10;
   // Called before the root is changed, so that paths are those of the machine. NEED_MOUNTS first.
   // What is mounted here is part of the tree that is compared.
   std::function<void()> mounts;
@@ -76,7 +78,7 @@ class ThrowAwayRoot {
   // Runs the program, in namespaces of its own where they are to be had, and returns what became
   // of the tree, its log aside: left out are each file "Caldris/Ixer/Ixer.log" that was made or
   // changed, and the folders that were made on the way to it. The calling test fails unless the
-  // program ends with status 0 within 10 seconds, prints nothing and leaves no semaphore set.
+  // program ends with status 0 in time, prints nothing and leaves no semaphore set.
   Changes Run(const std::vector<std::string>& arguments, const RunOptions& options = {}) const;
   // The same with nothing left out.
   Outcome RunWithLog(const std::vector<std::string>& arguments,
