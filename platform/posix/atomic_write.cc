@@ -1,11 +1,6 @@
 #include "platform/atomic_write.h"
 
-#include <array>
 #include <cerrno>
-#include <cinttypes>
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
 #include <fcntl.h>
 #include <optional>
 #include <string>
@@ -15,11 +10,12 @@
 #include <unistd.h>
 #include <utility>
 
+#include "platform/directory_stream.h"
 #include "platform/interrupted_call.h"
 #include "platform/path_walk.h"
 #include "platform/posix/atomic_write_at.h"
-#include "platform/posix/directory_stream.h"
 #include "platform/system_calls.h"
+#include "platform/temporary_name.h"
 #include "platform/unique_fd.h"
 #include "platform/write_all.h"
 
@@ -33,7 +29,6 @@ namespace platform {
 namespace {
 
 constexpr std::string_view kTemporaryPrefix = ".zint-write-";
-constexpr std::size_t kTemporaryDigits = 16;
 // Each attempt can fall to the scan of another living writer, so there are more of them than such
 // writers ever are; they end because somebody hostile could go on for ever.
 constexpr int kMaxAttempts = 100;
@@ -44,27 +39,11 @@ constexpr mode_t kPermissionBits = 0777;
 constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kPrivateMode = 0600;
 
-bool MakeTemporaryName(std::string* name) {
-  std::uint64_t random = 0;
-  if (Calls().getentropy(&random, sizeof random) != 0) return false;
-  std::array<char, kTemporaryDigits + 1> digits = {};
-  (void)std::snprintf(digits.data(), digits.size(), "%016" PRIx64, random);
-  *name = std::string(kTemporaryPrefix).append(digits.data());
-  return true;
-}
-
-bool IsTemporaryName(std::string_view name) {
-  return name.size() == kTemporaryPrefix.size() + kTemporaryDigits &&
-         name.starts_with(kTemporaryPrefix) &&
-         name.find_first_not_of("0123456789abcdef", kTemporaryPrefix.size()) ==
-             std::string_view::npos;
-}
-
 void RemoveLeftovers(const std::string& target, DirectoryStream* folder) {
   const char* name = nullptr;
   unsigned char type = 0;
   while (folder->Next(&name, &type) == 0 && name != nullptr) {
-    if (!IsTemporaryName(name) || name == target) continue;
+    if (!IsTemporaryName(kTemporaryPrefix, name) || name == target) continue;
     const UniqueFd file(RepeatInterrupted([&] {
       return ::openat(folder->Fd(), name,
                       O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
@@ -129,7 +108,7 @@ bool TemporaryFile::Create(mode_t mode) {
 
 Attempt TemporaryFile::TryToCreate(mode_t mode) {
   std::string name;
-  if (!MakeTemporaryName(&name)) return Attempt::kFailed;
+  if (!MakeTemporaryName(kTemporaryPrefix, &name)) return Attempt::kFailed;
   // Follows no link: with O_EXCL one that has the name already makes the call fail.
   file_.Reset(RepeatInterrupted([&] {
     return ::openat(folder_, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);

@@ -10,11 +10,11 @@
 #include <unistd.h>
 #include <utility>
 
+#include "platform/directory_stream.h"
 #include "platform/error_text.h"
 #include "platform/interrupted_call.h"
 #include "platform/item_query.h"
 #include "platform/path_walk.h"
-#include "platform/posix/directory_stream.h"
 #include "platform/posix/item_handle.h"
 #include "platform/system_calls.h"
 #include "platform/unique_fd.h"

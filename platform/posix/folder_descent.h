@@ -6,7 +6,7 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "platform/posix/directory_stream.h"
+#include "platform/directory_stream.h"
 #include "platform/unique_fd.h"
 
 namespace platform {

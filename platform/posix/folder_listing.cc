@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/directory_stream.h"
 #include "platform/path_walk.h"
-#include "platform/posix/directory_stream.h"
 #include "platform/posix/folder_descent.h"
 #include "platform/unique_fd.h"
 

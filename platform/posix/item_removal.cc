@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "platform/directory_stream.h"
 #include "platform/error_text.h"
 #include "platform/path_walk.h"
-#include "platform/posix/directory_stream.h"
 #include "platform/posix/folder_descent.h"
 #include "platform/system_calls.h"
 #include "platform/unique_fd.h"

@@ -1,5 +1,5 @@
-#ifndef PLATFORM_POSIX_DIRECTORY_STREAM_H_
-#define PLATFORM_POSIX_DIRECTORY_STREAM_H_
+#ifndef PLATFORM_DIRECTORY_STREAM_H_
+#define PLATFORM_DIRECTORY_STREAM_H_
 
 #include <dirent.h>
 #include <memory>
@@ -41,4 +41,4 @@ class DirectoryStream {
 
 }  // namespace platform
 
-#endif  // PLATFORM_POSIX_DIRECTORY_STREAM_H_
+#endif  // PLATFORM_DIRECTORY_STREAM_H_

@@ -1,4 +1,4 @@
-#include "platform/posix/directory_stream.h"
+#include "platform/directory_stream.h"
 
 #include <cerrno>
 #include <dirent.h>
