@@ -28,14 +28,16 @@ int CheckKind(mode_t mode, Devices devices) {
   return S_ISLNK(mode) ? ELOOP : EINVAL;
 }
 
+int LookAt(const LocatedItem& item, struct stat* status) {
+  return Calls().fstatat(item.folder.Get(), item.name.c_str(), status, AT_SYMLINK_NOFOLLOW);
+}
+
 // Opens a file that is there, looked at before (opening a device can have effects of its own) and
 // again through the descriptor, which is what counts.
 int OpenExisting(const LocatedItem& item, int access, HardLinks hardLinks, Devices devices,
                  UniqueFd* fd) {
   struct stat status = {};
-  if (::fstatat(item.folder.Get(), item.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
-    return errno;
-  }
+  if (LookAt(item, &status) != 0) return errno;
   int error = CheckKind(status.st_mode, devices);
   if (error != 0) return error;
 
@@ -63,10 +65,7 @@ int CreateNew(const LocatedItem& item, int access, UniqueFd* fd) {
 int CheckOnlyName(const LocatedItem& item, const UniqueFd& opened) {
   struct stat status = {};
   struct stat here = {};
-  if (::fstat(opened.Get(), &status) != 0 ||
-      ::fstatat(item.folder.Get(), item.name.c_str(), &here, AT_SYMLINK_NOFOLLOW) != 0) {
-    return errno;
-  }
+  if (::fstat(opened.Get(), &status) != 0 || LookAt(item, &here) != 0) return errno;
   if (here.st_dev != status.st_dev || here.st_ino != status.st_ino) return ENOENT;
   return here.st_nlink > 1 ? EMLINK : 0;
 }

@@ -23,10 +23,10 @@ int Semctl(int set, int semaphore, int command, SemaphoreArgument argument) {
 
 // In the order of the table and without its names: <libgen.h> makes a macro of `basename`.
 constexpr SystemCalls kSystem = {
-    ::read,   ::write,      ::fsync,      ::fstat,         ::close,   ::flock,    ::ftruncate,
-    ::fchmod, ::fchmodat,   ::fchown,     ::renameat,      ::mkdirat, ::unlinkat, ::remove,
-    ::uname,  ::getentropy, ::nanosleep,  ::clock_gettime, ::semget,  ::semop,    TimedSemop,
-    Semctl,   ::getpwuid_r, ::getpwnam_r, ::basename,      ::dirname};
+    ::read,      ::write,  ::fsync,      ::fstat,      ::fstatat,       ::close,   ::flock,
+    ::ftruncate, ::fchmod, ::fchmodat,   ::fchown,     ::renameat,      ::mkdirat, ::unlinkat,
+    ::remove,    ::uname,  ::getentropy, ::nanosleep,  ::clock_gettime, ::semget,  ::semop,
+    TimedSemop,  Semctl,   ::getpwuid_r, ::getpwnam_r, ::basename,      ::dirname};
 
 const SystemCalls* currentCalls = &kSystem;
 

@@ -29,6 +29,7 @@ struct SystemCalls {
   ssize_t (*write)(int fd, const void* bytes, std::size_t count);
   int (*fsync)(int fd);
   int (*fstat)(int fd, struct stat* status);
+  int (*fstatat)(int folder, const char* name, struct stat* status, int flags);
   int (*close)(int fd);
   int (*flock)(int fd, int operation);
   int (*ftruncate)(int fd, off_t length);

@@ -13,6 +13,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <termios.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -62,6 +63,31 @@ class AroundLook {
   static Both& Acts() {
     static Both acts;
     return acts;
+  }
+
+  ScopedSystemCalls calls_;
+};
+
+// Lets somebody act right after the first look at a name in a scope: between that look and the
+// opening. One at a time.
+class AfterFirstLook {
+ public:
+  explicit AfterFirstLook(std::function<void()> act) {
+    Act() = std::move(act);
+    calls_->fstatat = [](int folder, const char* name, struct stat* status, int flags) {
+      const int result = ::fstatat(folder, name, status, flags);
+      if (const auto now = std::exchange(Act(), nullptr)) now();
+      return result;
+    };
+  }
+  ~AfterFirstLook() { Act() = nullptr; }
+  AfterFirstLook(const AfterFirstLook&) = delete;
+  AfterFirstLook& operator=(const AfterFirstLook&) = delete;
+
+ private:
+  static std::function<void()>& Act() {
+    static std::function<void()> act;
+    return act;
   }
 
   ScopedSystemCalls calls_;
@@ -183,6 +209,69 @@ class CheckedFileTest : public testing::Test {
 
   test::ScopedTempDir dir_;
 };
+
+// Where somebody exchanges the file between the look and the opening.
+using OpenExchangedFileTest = CheckedFileTest;
+
+TEST_F(OpenExchangedFileTest, NeitherWaitsForAFifoNorTakesIt) {
+  for (const int access : {O_RDONLY, O_WRONLY, O_RDWR}) {
+    SCOPED_TRACE(access);
+    test::PutFile(At("item"), "abc");
+    test::RunInChild([&] {
+      ::alarm(10);  // instead of waiting for ever
+      const AfterFirstLook exchange([&] {
+        EXPECT_EQ(0, ::unlink(At("item").c_str()));
+        test::MakeFifo(At("item"));
+      });
+      UniqueFd fd;
+      // One that nobody reads cannot be opened for writing, and is never seen.
+      EXPECT_EQ(access == O_WRONLY ? ENXIO : EINVAL, OpenExistingFile(At("item"), access, &fd));
+      EXPECT_FALSE(fd);
+    });
+    EXPECT_EQ(0, ::unlink(At("item").c_str()));
+  }
+}
+
+TEST_F(OpenExchangedFileTest, FollowsNoLink) {
+  test::PutFile(At("canary"), "abc");
+  for (const int access : {O_RDONLY, O_WRONLY, O_RDWR}) {
+    SCOPED_TRACE(access);
+    test::PutFile(At("item"), "abc");
+    const AfterFirstLook exchange([&] {
+      EXPECT_EQ(0, ::unlink(At("item").c_str()));
+      test::MakeLink(At("item"), "canary");
+    });
+    UniqueFd fd;
+    EXPECT_EQ(ELOOP, OpenExistingFile(At("item"), access, &fd));
+    EXPECT_FALSE(fd);
+    EXPECT_EQ(0, ::unlink(At("item").c_str()));
+  }
+}
+
+// The process has no controlling terminal yet and would get one by opening any.
+TEST_F(OpenExchangedFileTest, GetsNoControllingTerminal) {
+  const UniqueFd terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+  if (!terminal || ::grantpt(terminal.Get()) != 0 || ::unlockpt(terminal.Get()) != 0) {
+    GTEST_SKIP() << "no terminals on this system";
+  }
+  const std::string path = ::ptsname(terminal.Get());
+  test::RunInChild([&] {
+    ASSERT_NE(-1, ::setsid());
+    // A file at the look, a terminal when it is opened.
+    ScopedSystemCalls calls;
+    calls->fstatat = [](int folder, const char* name, struct stat* status, int flags) {
+      const int result = ::fstatat(folder, name, status, flags);
+      status->st_mode = S_IFREG | 0666;
+      return result;
+    };
+    for (const int access : {O_RDONLY, O_WRONLY, O_RDWR}) {
+      SCOPED_TRACE(access);
+      UniqueFd fd;
+      EXPECT_EQ(EINVAL, OpenExistingFile(path, access, &fd));
+      EXPECT_EQ(-1, ::tcgetsid(terminal.Get()));
+    }
+  });
+}
 
 using OpenFileForReadingTest = CheckedFileTest;
 
@@ -601,6 +690,19 @@ TEST_F(OpenFileForAppendingTest, NeverTakesAFileThatHadASecondNameWhenItWasOpene
     bool isNew = false;
     return OpenFileForAppending(item, fd, &isNew);
   });
+}
+
+TEST_F(OpenFileForAppendingTest, RefusesALinkThatTakesThePlaceOfTheOpenedFile) {
+  test::PutFile(At("item"), "abc");
+  // It leads to that very file.
+  const AroundLook around(nullptr, [&] {
+    EXPECT_EQ(0, ::rename(At("item").c_str(), At("aside").c_str()));
+    test::MakeLink(At("item"), "aside");
+  });
+  UniqueFd fd;
+  bool isNew = true;
+  EXPECT_EQ(ELOOP, OpenForAppending(At("item"), &fd, &isNew));
+  EXPECT_FALSE(fd);
 }
 
 TEST_F(OpenFileForAppendingTest, GivesUpWhereTheFileIsExchangedThreeTimes) {

@@ -99,6 +99,18 @@ TEST_F(SystemCallsTest, FstatIsTheSystemsOwn) {
   EXPECT_EQ(EBADF, errno);
 }
 
+TEST_F(SystemCallsTest, FstatatIsTheSystemsOwn) {
+  test::PutFile(dir_.Join("f"), "abc");
+  test::MakeLink(dir_.Join("link"), "f");
+  struct stat status = {};
+  EXPECT_EQ(0, Calls().fstatat(folder_.Get(), "link", &status, 0));
+  EXPECT_EQ(3, status.st_size);
+  EXPECT_EQ(0, Calls().fstatat(folder_.Get(), "link", &status, AT_SYMLINK_NOFOLLOW));
+  EXPECT_TRUE(S_ISLNK(status.st_mode));
+  EXPECT_EQ(-1, Calls().fstatat(folder_.Get(), "missing", &status, 0));
+  EXPECT_EQ(ENOENT, errno);
+}
+
 TEST_F(SystemCallsTest, FchownIsTheSystemsOwn) {
   if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
   test::PutFile(dir_.Join("f"), "");
