@@ -1,10 +1,8 @@
 #include "log/log_file.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <optional>
-#include <sys/types.h>
 #include <utility>
 
 #include "fileutils/link_check.h"
@@ -18,8 +16,6 @@
 namespace dunmar {
 
 namespace {
-
-constexpr mode_t kEverybodyWrites = 0666;
 
 // Where the log file is or would be; nothing where the way there is closed.
 using Place = std::optional<platform::LocatedItem>;
@@ -39,18 +35,12 @@ bool ClearPlace(const std::string& path, const Place& place) {
   return links == fileutils::kNoLinks;
 }
 
-void LetEverybodyWrite(int fd) {
-  const int result =
-      platform::RepeatInterrupted([&] { return platform::Calls().fchmod(fd, kEverybodyWrites); });
-  if (result == 0) return;
-  (void)std::fprintf(stderr, "\n Error Set File permissions. errno = %s", std::strerror(errno));
-}
-
 platform::UniqueFd OpenToAppend(const Place& place) {
   platform::UniqueFd fd;
-  bool isNew = false;
-  if (place && platform::OpenFileForAppending(*place, &fd, &isNew) == 0 && isNew) {
-    LetEverybodyWrite(fd.Get());
+  int modeError = 0;
+  if (place && platform::OpenFileForAppending(*place, &fd, &modeError) == 0 && modeError != 0) {
+    (void)std::fprintf(stderr, "\n Error Set File permissions. errno = %s",
+                       std::strerror(modeError));
   }
   return fd;
 }

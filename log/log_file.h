@@ -11,9 +11,10 @@
 namespace dunmar {
 
 // Opens the file for appending into the stream, after closing what the stream had open. A missing
-// file is made with mode 0666 exactly, so that the processes of every user can append; where the
-// mode cannot be set the file stays open and "\n Error Set File permissions. errno = %s" goes to
-// standard error, with the error's text and no line end.
+// file is made with mode 0666 exactly, so that the processes of every user can append, and has that
+// mode before it has its name (platform/file_creation.h); where the mode cannot be set the file
+// stays open and "\n Error Set File permissions. errno = %s" goes to standard error, with the
+// error's text and no line end.
 //
 // A link at the path, dangling or not, is removed and a file made. False for a file of several hard
 // links, for anything but a regular file or a character device, and where the system refuses;

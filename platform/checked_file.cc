@@ -9,6 +9,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "platform/exclusive_rename.h"
+#include "platform/file_creation.h"
 #include "platform/interrupted_call.h"
 #include "platform/system_calls.h"
 
@@ -18,7 +20,6 @@ namespace {
 
 constexpr int kFlags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 constexpr int kMaxAttempts = 3;
-constexpr mode_t kNewFileMode = 0666;
 
 enum class Devices { kRefuse, kAllowCharacter };
 
@@ -51,16 +52,6 @@ int OpenExisting(const LocatedItem& item, int access, HardLinks hardLinks, Devic
   return 0;
 }
 
-int CreateNew(const LocatedItem& item, int access, UniqueFd* fd) {
-  UniqueFd opened(RepeatInterrupted([&] {
-    return ::openat(item.folder.Get(), item.name.c_str(), access | O_CREAT | O_EXCL | kFlags,
-                    kNewFileMode);
-  }));
-  if (!opened) return errno;
-  *fd = std::move(opened);
-  return 0;
-}
-
 // Whether the opened file is what is here, with no other name. ENOENT where it is not.
 int CheckOnlyName(const LocatedItem& item, const UniqueFd& opened) {
   struct stat status = {};
@@ -70,33 +61,46 @@ int CheckOnlyName(const LocatedItem& item, const UniqueFd& opened) {
   return here.st_nlink > 1 ? EMLINK : 0;
 }
 
+// How a file is opened that may be missing.
+struct Terms {
+  int access;
+  HardLinks hardLinks;
+  Devices devices;
+  NewFileMode newFileMode;
+};
+
+int Create(const LocatedItem& item, const Terms& terms, UniqueFd* fd, int* modeError) {
+  const int flags = terms.access | kFlags;
+  return terms.newFileMode == NewFileMode::kEverybody
+             ? CreateFileForEverybody(item, flags, fd, modeError)
+             : CreateFile(item, flags, terms.newFileMode, fd, modeError);
+}
+
 // A file may come or go between the two looks; whoever makes that happen again and again is not
-// waited for.
-int OpenOrCreate(const LocatedItem& item, int access, HardLinks hardLinks, Devices devices,
-                 UniqueFd* fd, bool* isNew) {
+// waited for. `modeError` is that of the creation, 0 for a file that was there.
+int OpenOrCreate(const LocatedItem& item, const Terms& terms, UniqueFd* fd, int* modeError) {
   if (item.mustBeFolder) return EISDIR;
   for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
     UniqueFd opened;
-    int error = OpenExisting(item, access, hardLinks, devices, &opened);
-    if (error != 0 && error != ENOENT) return error;
-    const bool isOpen = error == 0;
-    if (!isOpen || hardLinks == HardLinks::kRefuse) {
-      // Also beside an opened file of one name. Somebody else's file, opened by a second name that
-      // was taken from it before the names were counted, has one name too, so the file must be what
-      // is here. A rename over that name lowers the count before the name goes: the making waits
-      // until the rename is over, looking does not.
-      error = CreateNew(item, access, fd);
-      if (error == 0) *isNew = true;
-      if (error == 0 || (!isOpen && error != EEXIST)) return error;
+    int error = OpenExisting(item, terms.access, terms.hardLinks, terms.devices, &opened);
+    if (error == ENOENT) {
+      error = Create(item, terms, fd, modeError);
+      if (error != EEXIST) return error;
+      continue;
     }
-    if (!isOpen) continue;
-    if (hardLinks == HardLinks::kRefuse) {
+    if (error != 0) return error;
+    if (terms.hardLinks == HardLinks::kRefuse) {
+      // Somebody else's file, opened by a second name that was taken from it before the names were
+      // counted, has one name too, so the file must be what is here. A rename over that name lowers
+      // the count before the name goes. Looking does not wait until that rename is over; renaming
+      // does, and to its own name, never replacing, it changes nothing.
+      (void)RenameExclusively(item.folder.Get(), item.name.c_str(), item.name.c_str());
       error = CheckOnlyName(item, opened);
       if (error == ENOENT) continue;
       if (error != 0) return error;
     }
     *fd = std::move(opened);
-    *isNew = false;
+    *modeError = 0;
     return 0;
   }
   return EEXIST;
@@ -120,13 +124,20 @@ int OpenExistingFile(const std::string& path, int access, UniqueFd* fd) {
 }
 
 int OpenFileForWriting(const LocatedItem& item, HardLinks hardLinks, UniqueFd* fd) {
-  bool isNew = false;
-  return OpenOrCreate(item, O_WRONLY, hardLinks, Devices::kRefuse, fd, &isNew);
+  const Terms terms = {.access = O_WRONLY,
+                       .hardLinks = hardLinks,
+                       .devices = Devices::kRefuse,
+                       .newFileMode = NewFileMode::kUnderUmask};
+  int modeError = 0;
+  return OpenOrCreate(item, terms, fd, &modeError);
 }
 
-int OpenFileForAppending(const LocatedItem& item, UniqueFd* fd, bool* isNew) {
-  return OpenOrCreate(item, O_WRONLY | O_APPEND, HardLinks::kRefuse, Devices::kAllowCharacter, fd,
-                      isNew);
+int OpenFileForAppending(const LocatedItem& item, UniqueFd* fd, int* modeError) {
+  const Terms terms = {.access = O_WRONLY | O_APPEND,
+                       .hardLinks = HardLinks::kRefuse,
+                       .devices = Devices::kAllowCharacter,
+                       .newFileMode = NewFileMode::kEverybody};
+  return OpenOrCreate(item, terms, fd, modeError);
 }
 
 int ReadWholeFile(const std::string& path, std::size_t maxBytes, std::string* content) {

@@ -38,13 +38,14 @@ enum class HardLinks { kAllow, kRefuse };
 
 // Opens the file of a located item for appending: a regular file of one name
 // (EMLINK where it has several) or a character device. A missing one is made, as
-// a regular file with mode 0666 less umask, and `isNew` tells that this call did
-// it; where a file comes or goes meanwhile the opening starts over, three tries
-// in all (then EEXIST). A link in that place is refused (ELOOP), and so is
-// everything else (EINVAL). The descriptor is non-blocking, which only a device
-// notices. Returns 0 or the error number; `fd` and `isNew` are unchanged on
-// failure.
-[[nodiscard]] int OpenFileForAppending(const LocatedItem& item, UniqueFd* fd, bool* isNew);
+// a regular file with mode 0666 whatever the umask (file_creation.h); `modeError`
+// becomes the error number where that mode could not be set, and the file has what
+// the umask leaves, else 0. Where a file comes or goes meanwhile the opening starts
+// over, three tries in all (then EEXIST). A link in that place is refused (ELOOP),
+// and so is everything else (EINVAL). The descriptor is non-blocking, which only a
+// device notices. Returns 0 or the error number; `fd` and `modeError` are unchanged
+// on failure.
+[[nodiscard]] int OpenFileForAppending(const LocatedItem& item, UniqueFd* fd, int* modeError);
 
 // Reads a whole file of at most `maxBytes` bytes. Returns 0 or the error
 // number; EFBIG where it is larger. `content` is unchanged on failure.

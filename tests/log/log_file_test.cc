@@ -1,11 +1,13 @@
 #include "log/log_file.h"
 
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -356,6 +358,28 @@ TEST_F(OpenLogFileTest, KeepsTheModeOfAFileThatAnotherMakesMeanwhile) {
   stream << "mine" << std::flush;
   EXPECT_EQ(test::GetFile(Path()), "his mine");
   EXPECT_EQ(test::GetMode(Path()), mode_t{0600});
+}
+
+TEST_F(OpenLogFileTest, LeavesNoFileThatOthersCannotWriteWhenItIsKilled) {
+  const test::ScopedUmask umask(022);
+  const pid_t child = fork();
+  ASSERT_NE(child, -1);
+  if (child == 0) {
+    platform::ScopedSystemCalls calls;
+    calls->fchmod = [](int, mode_t) { return raise(SIGKILL); };
+    FileStream stream;
+    (void)OpenLogFile(Path(), stream);
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_FALSE(test::IsThere(Path()));
+
+  FileStream stream;
+  EXPECT_TRUE(OpenLogFile(Path(), stream));
+  EXPECT_EQ(test::GetMode(Path()), mode_t{0666});
+  EXPECT_EQ(test::ReadTree(dir_.Path()).size(), 2U) << "the folder and the log";
 }
 
 using TruncateLogFileTest = LogFileTest;

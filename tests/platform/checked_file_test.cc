@@ -22,6 +22,7 @@
 #include "tests/support/files.h"
 #include "tests/support/run_in_root.h"
 #include "tests/support/scoped_temp_dir.h"
+#include "tests/support/tree.h"
 
 namespace platform {
 
@@ -123,10 +124,10 @@ class CheckedFileTest : public testing::Test {
     return error != 0 ? error : OpenFileForWriting(item, hardLinks, fd);
   }
 
-  [[nodiscard]] int OpenForAppending(const std::string& path, UniqueFd* fd, bool* isNew) const {
+  [[nodiscard]] int OpenForAppending(const std::string& path, UniqueFd* fd, int* modeError) const {
     LocatedItem item;
     const int error = LocateItem(path, LastLink::kLeave, &item);
-    return error != 0 ? error : OpenFileForAppending(item, fd, isNew);
+    return error != 0 ? error : OpenFileForAppending(item, fd, modeError);
   }
 
   // Opens "item" again and again, while somebody exchanges it all the time: for a link to
@@ -558,9 +559,9 @@ TEST_F(OpenFileForAppendingTest, OpensAFileThatIsThereAndKeepsItsBytesAndMode) {
   test::PutFile(At("file"), "abc");
   test::SetMode(At("file"), 0640);
   UniqueFd fd;
-  bool isNew = true;
-  ASSERT_EQ(0, OpenForAppending(At("file"), &fd, &isNew));
-  EXPECT_FALSE(isNew);
+  int modeError = -1;
+  ASSERT_EQ(0, OpenForAppending(At("file"), &fd, &modeError));
+  EXPECT_EQ(0, modeError);
   EXPECT_TRUE(IsOn(fd, At("file")));
   EXPECT_EQ(O_WRONLY, AccessOf(fd));
   EXPECT_EQ(FD_CLOEXEC, ::fcntl(fd.Get(), F_GETFD));
@@ -568,34 +569,63 @@ TEST_F(OpenFileForAppendingTest, OpensAFileThatIsThereAndKeepsItsBytesAndMode) {
   EXPECT_EQ(static_cast<mode_t>(0640), test::GetMode(At("file")));
 }
 
-TEST_F(OpenFileForAppendingTest, MakesAMissingFileWith0666LessTheUmaskAndTells) {
-  const struct {
-    mode_t mask;
-    mode_t expected;
-  } rows[] = {{0, 0666}, {002, 0664}, {022, 0644}, {077, 0600}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.mask);
-    const test::ScopedUmask mask(row.mask);
+TEST_F(OpenFileForAppendingTest, MakesAMissingFileWith0666WhateverTheUmask) {
+  for (const mode_t mask : {mode_t{0}, mode_t{002}, mode_t{022}, mode_t{077}}) {
+    SCOPED_TRACE(mask);
+    const test::ScopedUmask umask(mask);
     UniqueFd fd;
-    bool isNew = false;
-    ASSERT_EQ(0, OpenForAppending(At("file"), &fd, &isNew));
-    EXPECT_TRUE(isNew);
+    int modeError = -1;
+    ASSERT_EQ(0, OpenForAppending(At("file"), &fd, &modeError));
+    EXPECT_EQ(0, modeError);
     EXPECT_TRUE(IsOn(fd, At("file")));
     EXPECT_EQ(O_WRONLY, AccessOf(fd));
     EXPECT_EQ(FD_CLOEXEC, ::fcntl(fd.Get(), F_GETFD));
-    EXPECT_EQ(row.expected, test::GetMode(At("file")));
-    ASSERT_EQ(0, OpenForAppending(At("file"), &fd, &isNew));
-    EXPECT_FALSE(isNew);
+    EXPECT_EQ(static_cast<mode_t>(0666), test::GetMode(At("file")));
     ASSERT_EQ(0, ::unlink(At("file").c_str()));
   }
+}
+
+TEST_F(OpenFileForAppendingTest, TellsWhyTheModeOfANewFileCannotBeSet) {
+  const test::ScopedUmask umask(022);
+  ScopedSystemCalls calls;
+  calls->fchmod = [](int, mode_t) {
+    errno = EPERM;
+    return -1;
+  };
+  UniqueFd fd;
+  int modeError = -1;
+  EXPECT_EQ(0, OpenForAppending(At("file"), &fd, &modeError));
+  EXPECT_EQ(EPERM, modeError);
+  EXPECT_TRUE(IsOn(fd, At("file")));
+  EXPECT_EQ(static_cast<mode_t>(0644), test::GetMode(At("file")));
+  EXPECT_EQ(0, OpenForAppending(At("file"), &fd, &modeError));
+  EXPECT_EQ(0, modeError);
+}
+
+TEST_F(OpenFileForAppendingTest, OpensTheFileThatAnotherMakesMeanwhile) {
+  static std::string path;
+  path = At("file");
+  ScopedSystemCalls calls;
+  calls->fchmod = [](int fd, mode_t mode) {
+    test::PutFile(path, "his");
+    test::SetMode(path, 0600);
+    return ::fchmod(fd, mode);
+  };
+  UniqueFd fd;
+  int modeError = -1;
+  EXPECT_EQ(0, OpenForAppending(path, &fd, &modeError));
+  EXPECT_EQ(0, modeError);
+  EXPECT_TRUE(IsOn(fd, path));
+  EXPECT_EQ("his", test::GetFile(path));
+  EXPECT_EQ(static_cast<mode_t>(0600), test::GetMode(path));
 }
 
 TEST_F(OpenFileForAppendingTest, WritesAtTheEndWhereverThatIsNow) {
   UniqueFd first;
   UniqueFd second;
-  bool isNew = false;
-  ASSERT_EQ(0, OpenForAppending(At("file"), &first, &isNew));
-  ASSERT_EQ(0, OpenForAppending(At("file"), &second, &isNew));
+  int modeError = -1;
+  ASSERT_EQ(0, OpenForAppending(At("file"), &first, &modeError));
+  ASSERT_EQ(0, OpenForAppending(At("file"), &second, &modeError));
   for (const UniqueFd* fd : {&first, &second, &first}) {
     EXPECT_EQ(O_APPEND, ::fcntl(fd->Get(), F_GETFL) & O_APPEND);
     EXPECT_EQ(0, ::lseek(fd->Get(), 0, SEEK_SET));
@@ -606,9 +636,9 @@ TEST_F(OpenFileForAppendingTest, WritesAtTheEndWhereverThatIsNow) {
 
 TEST_F(OpenFileForAppendingTest, OpensACharacterDevice) {
   UniqueFd fd;
-  bool isNew = true;
-  ASSERT_EQ(0, OpenForAppending("/dev/null", &fd, &isNew));
-  EXPECT_FALSE(isNew);
+  int modeError = -1;
+  ASSERT_EQ(0, OpenForAppending("/dev/null", &fd, &modeError));
+  EXPECT_EQ(0, modeError);
   EXPECT_TRUE(IsOn(fd, "/dev/null"));
   EXPECT_EQ(O_NONBLOCK, ::fcntl(fd.Get(), F_GETFL) & O_NONBLOCK);
   EXPECT_EQ(1, ::write(fd.Get(), "x", 1));
@@ -621,8 +651,8 @@ TEST_F(OpenFileForAppendingTest, NeverWaitsForADeviceThatTakesNothing) {
   }
   // Nobody reads from the other end.
   UniqueFd fd;
-  bool isNew = true;
-  ASSERT_EQ(0, OpenForAppending(::ptsname(terminal.Get()), &fd, &isNew));
+  int modeError = -1;
+  ASSERT_EQ(0, OpenForAppending(::ptsname(terminal.Get()), &fd, &modeError));
   const std::string text(65536, 'x');
   ssize_t count = 0;
   while (count >= 0) count = ::write(fd.Get(), text.data(), text.size());
@@ -635,10 +665,10 @@ TEST_F(OpenFileForAppendingTest, RefusesEveryOtherKindWithoutWaiting) {
     SCOPED_TRACE(name);
     if (!test::IsThere(At(name))) continue;
     UniqueFd fd;
-    bool isNew = true;
-    EXPECT_EQ(EINVAL, OpenForAppending(At(name), &fd, &isNew));
+    int modeError = -1;
+    EXPECT_EQ(EINVAL, OpenForAppending(At(name), &fd, &modeError));
     EXPECT_FALSE(fd);
-    EXPECT_TRUE(isNew);
+    EXPECT_EQ(-1, modeError);
   }
 }
 
@@ -648,8 +678,8 @@ TEST_F(OpenFileForAppendingTest, RefusesAPathThatCanOnlyNameAFolder) {
   for (const std::string path : {"file/", "missing/", "folder/", "folder/.", "folder/.."}) {
     SCOPED_TRACE(path);
     UniqueFd fd;
-    bool isNew = false;
-    EXPECT_EQ(EISDIR, OpenForAppending(At(path), &fd, &isNew));
+    int modeError = -1;
+    EXPECT_EQ(EISDIR, OpenForAppending(At(path), &fd, &modeError));
   }
   EXPECT_FALSE(test::IsThere(At("missing")));
 }
@@ -660,13 +690,13 @@ TEST_F(OpenFileForAppendingTest, RefusesALinkInTheLastPlaceAndLeavesItAlone) {
   test::MakeLink(At("dangling"), "missing");
   test::MakeLink(At("device"), "/dev/null");
   UniqueFd fd;
-  bool isNew = true;
+  int modeError = -1;
   for (const std::string name : {"link", "dangling", "device"}) {
     SCOPED_TRACE(name);
-    EXPECT_EQ(ELOOP, OpenForAppending(At(name), &fd, &isNew));
+    EXPECT_EQ(ELOOP, OpenForAppending(At(name), &fd, &modeError));
   }
   EXPECT_FALSE(fd);
-  EXPECT_TRUE(isNew);
+  EXPECT_EQ(-1, modeError);
   EXPECT_EQ("file", test::GetLink(At("link")));
   EXPECT_EQ("missing", test::GetLink(At("dangling")));
   EXPECT_FALSE(test::IsThere(At("missing")));
@@ -676,19 +706,19 @@ TEST_F(OpenFileForAppendingTest, RefusesAFileOfSeveralNames) {
   test::PutFile(At("file"), "abc");
   test::MakeHardLink(At("other"), At("file"));
   UniqueFd fd;
-  bool isNew = true;
-  EXPECT_EQ(EMLINK, OpenForAppending(At("file"), &fd, &isNew));
-  EXPECT_EQ(EMLINK, OpenForAppending(At("other"), &fd, &isNew));
+  int modeError = -1;
+  EXPECT_EQ(EMLINK, OpenForAppending(At("file"), &fd, &modeError));
+  EXPECT_EQ(EMLINK, OpenForAppending(At("other"), &fd, &modeError));
   EXPECT_FALSE(fd);
-  EXPECT_TRUE(isNew);
+  EXPECT_EQ(-1, modeError);
   ASSERT_EQ(0, ::unlink(At("other").c_str()));
-  EXPECT_EQ(0, OpenForAppending(At("file"), &fd, &isNew));
+  EXPECT_EQ(0, OpenForAppending(At("file"), &fd, &modeError));
 }
 
 TEST_F(OpenFileForAppendingTest, NeverTakesAFileThatHadASecondNameWhenItWasOpened) {
   ExpectCanaryIsNeverTaken([](const LocatedItem& item, UniqueFd* fd) {
-    bool isNew = false;
-    return OpenFileForAppending(item, fd, &isNew);
+    int modeError = -1;
+    return OpenFileForAppending(item, fd, &modeError);
   });
 }
 
@@ -700,8 +730,8 @@ TEST_F(OpenFileForAppendingTest, RefusesALinkThatTakesThePlaceOfTheOpenedFile) {
     test::MakeLink(At("item"), "aside");
   });
   UniqueFd fd;
-  bool isNew = true;
-  EXPECT_EQ(ELOOP, OpenForAppending(At("item"), &fd, &isNew));
+  int modeError = -1;
+  EXPECT_EQ(ELOOP, OpenForAppending(At("item"), &fd, &modeError));
   EXPECT_FALSE(fd);
 }
 
@@ -719,48 +749,50 @@ TEST_F(OpenFileForAppendingTest, GivesUpWhereTheFileIsExchangedThreeTimes) {
     return ::fstat(fd, status);
   };
   UniqueFd fd;
-  bool isNew = true;
-  EXPECT_EQ(EEXIST, OpenForAppending(path, &fd, &isNew));
+  int modeError = -1;
+  EXPECT_EQ(EEXIST, OpenForAppending(path, &fd, &modeError));
   EXPECT_EQ(3, looks);
   EXPECT_FALSE(fd);
-  EXPECT_TRUE(isNew);
+  EXPECT_EQ(-1, modeError);
   EXPECT_EQ("abc", test::GetFile(path));
 }
 
 TEST_F(OpenFileForAppendingTest, FailsAsTheSystemDoesAndLeavesTheOutputs) {
   test::PutFile(At("file"), "abc");
   UniqueFd fd;
-  bool isNew = true;
-  ASSERT_EQ(0, OpenForAppending(At("file"), &fd, &isNew));
+  int modeError = -1;
+  ASSERT_EQ(0, OpenForAppending(At("file"), &fd, &modeError));
   const int before = fd.Get();
-  isNew = true;
-  EXPECT_EQ(ENAMETOOLONG, OpenForAppending(At(std::string(256, 'n')), &fd, &isNew));
-  EXPECT_TRUE(isNew);
+  modeError = -1;
+  EXPECT_EQ(ENAMETOOLONG, OpenForAppending(At(std::string(256, 'n')), &fd, &modeError));
+  EXPECT_EQ(-1, modeError);
   EXPECT_EQ(before, fd.Get());
   if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
   test::RunInChild([&] {
     ASSERT_EQ(0, ::seteuid(kUser));
-    EXPECT_EQ(EACCES, OpenForAppending(At("file"), &fd, &isNew));
-    EXPECT_EQ(EACCES, OpenForAppending(At("missing"), &fd, &isNew));
-    EXPECT_TRUE(isNew);
+    EXPECT_EQ(EACCES, OpenForAppending(At("file"), &fd, &modeError));
+    EXPECT_EQ(EACCES, OpenForAppending(At("missing"), &fd, &modeError));
+    EXPECT_EQ(-1, modeError);
     EXPECT_EQ(before, fd.Get());
   });
 }
 
 TEST_F(OpenFileForAppendingTest, NeverOpensWhatALinkOfACompetitorLeadsTo) {
   const test::ScopedUmask mask(022);
-  OpenBesideACompetitor([](const LocatedItem& item, UniqueFd* fd) {
-    bool isNew = false;
-    const int error = OpenFileForAppending(item, fd, &isNew);
-    EXPECT_TRUE(error == 0 || !isNew);
+  ScopedSystemCalls calls;
+  // A file of the competitor's, with mode 0600, is not taken for one that was made here.
+  calls->fchmod = [](int fd, mode_t mode) {
     struct stat status = {};
-    // A file of the competitor's is not taken for one that was made here.
-    if (isNew) {
-      EXPECT_EQ(0, ::fstat(fd->Get(), &status));
-      EXPECT_EQ(0644U, status.st_mode & 07777U);
-    }
-    return error;
+    EXPECT_EQ(0, ::fstat(fd, &status));
+    EXPECT_EQ(0644U, status.st_mode & 07777U);
+    return ::fchmod(fd, mode);
+  };
+  OpenBesideACompetitor([](const LocatedItem& item, UniqueFd* fd) {
+    int modeError = -1;
+    return OpenFileForAppending(item, fd, &modeError);
   });
+  (void)::unlink(At("item").c_str());
+  EXPECT_EQ(2U, test::ReadTree(dir_.Path()).size()) << "the folder and the canary";
 }
 
 using ReadWholeFileTest = CheckedFileTest;
