@@ -45,18 +45,22 @@ bool CopyExtent(int source, int destination, const platform::Extent& data) {
   return true;
 }
 
-// Failures are not reported: the first one ends the copy.
-void CopyContent(int source, int destination) {
+// Copies what the source holds up to `limit`. Failures are not reported: the first one ends the
+// copy.
+void CopyContent(int source, off_t limit, int destination) {
   struct stat status = {};
   platform::Extent data;
+  off_t position = 0;
   for (;;) {
     // The size before the search: what is appended after it is no part of a hole.
     if (::fstat(source, &status) != 0) return;
-    if (!platform::FindData(source, data.end, &data)) break;
+    if (!platform::FindData(source, position, limit, &data)) break;
     if (!CopyExtent(source, destination, data)) return;
+    position = data.end;
   }
   // A hole at the end, which no write reaches.
-  if (status.st_size > data.end) (void)SetSize(destination, status.st_size);
+  const off_t end = std::min(status.st_size, limit);
+  if (end > position) (void)SetSize(destination, end);
 }
 
 bool IsSameFile(int first, int second) {
@@ -67,28 +71,56 @@ bool IsSameFile(int first, int second) {
   return firstStatus.st_dev == secondStatus.st_dev && firstStatus.st_ino == secondStatus.st_ino;
 }
 
+// Where a copy goes.
+class Destination {
+ public:
+  // Finds the place, and removes a link from it unless that is skipped. False where the rules for
+  // links refuse the place.
+  [[nodiscard]] bool Prepare(const std::string& path, bool skipLinkCheck);
+  // Copies an open file over the one in that place. False where this cannot be opened or is the
+  // same.
+  [[nodiscard]] bool Take(const platform::UniqueFd& source, off_t limit) const;
+
+ private:
+  platform::LocatedItem item_;
+  platform::HardLinks hardLinks_ = platform::HardLinks::kAllow;
+};
+
+bool Destination::Prepare(const std::string& path, bool skipLinkCheck) {
+  unsigned int links = kNoLinks;
+  auto lastLink = platform::LastLink::kFollow;
+  if (!skipLinkCheck) {
+    links = CheckPathLinks(path, /*checkAncestors=*/true, /*checkHardLinks=*/true);
+    lastLink = platform::LastLink::kLeave;
+    hardLinks_ = platform::HardLinks::kRefuse;
+  }
+  if (links == kLinkedAncestor || links == kSeveralHardLinks) return false;
+  return platform::LocateItem(path, lastLink, &item_) == 0 &&
+         (links != kIsLink || RemoveLink(item_));
+}
+
+bool Destination::Take(const platform::UniqueFd& source, off_t limit) const {
+  platform::UniqueFd output;
+  if (platform::OpenFileForWriting(item_, hardLinks_, &output) != 0 ||
+      IsSameFile(source.Get(), output.Get()) || !SetSize(output.Get(), 0)) {
+    return false;
+  }
+  CopyContent(source.Get(), limit, output.Get());
+  return true;
+}
+
 }  // namespace
 
 bool CopyFile(const std::string& source, const std::string& destination, bool skipLinkCheck) {
-  unsigned int links = kNoLinks;
-  auto lastLink = platform::LastLink::kFollow;
-  auto hardLinks = platform::HardLinks::kAllow;
-  if (!skipLinkCheck) {
-    links = CheckPathLinks(destination, /*checkAncestors=*/true, /*checkHardLinks=*/true);
-    lastLink = platform::LastLink::kLeave;
-    hardLinks = platform::HardLinks::kRefuse;
-  }
-  if (links == kLinkedAncestor || links == kSeveralHardLinks) return false;
-  platform::LocatedItem item;
-  if (platform::LocateItem(destination, lastLink, &item) != 0) return false;
-  if (links == kIsLink && !RemoveLink(item)) return false;
+  Destination place;
   platform::UniqueFd input;
-  if (platform::OpenFileForReading(source, &input) != 0) return false;
-  platform::UniqueFd output;
-  if (platform::OpenFileForWriting(item, hardLinks, &output) != 0) return false;
-  if (IsSameFile(input.Get(), output.Get()) || !SetSize(output.Get(), 0)) return false;
-  CopyContent(input.Get(), output.Get());
-  return true;
+  return place.Prepare(destination, skipLinkCheck) &&
+         platform::OpenFileForReading(source, &input) == 0 && place.Take(input, platform::kNoEnd);
+}
+
+bool CopyOpenFile(const platform::UniqueFd& source, off_t size, const std::string& destination) {
+  Destination place;
+  return place.Prepare(destination, /*skipLinkCheck=*/false) && place.Take(source, size);
 }
 
 }  // namespace fileutils

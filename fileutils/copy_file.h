@@ -2,6 +2,9 @@
 #define FILEUTILS_COPY_FILE_H_
 
 #include <string>
+#include <sys/types.h>
+
+#include "platform/unique_fd.h"
 
 namespace fileutils {
 
@@ -17,6 +20,12 @@ namespace fileutils {
 // not, is removed and a plain file made.
 [[nodiscard]] bool CopyFile(const std::string& source, const std::string& destination,
                             bool skipLinkCheck);
+
+// The same for a regular file that the caller has open for reading, whose offset may
+// be moved, and for its first `size` bytes at most: what is appended meanwhile is not
+// copied. The destination is treated as without `skipLinkCheck`.
+[[nodiscard]] bool CopyOpenFile(const platform::UniqueFd& source, off_t size,
+                                const std::string& destination);
 
 }  // namespace fileutils
 

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <fcntl.h>
 #include <string_view>
 #include <sys/types.h>
 #include <unistd.h>
@@ -33,6 +34,10 @@ bool FileStreamBuffer::Close() {
   // An interrupted close has closed.
   const bool isClosed = platform::Calls().close(fd_.Release()) == 0 || errno == EINTR;
   return isWritten && isClosed;
+}
+
+platform::UniqueFd FileStreamBuffer::ShareDescriptor() const {
+  return platform::UniqueFd(fd_ ? ::fcntl(fd_.Get(), F_DUPFD_CLOEXEC, 0) : -1);
 }
 
 FileStreamBuffer::int_type FileStreamBuffer::underflow() {

@@ -28,6 +28,8 @@ class FileStreamBuffer final : public std::streambuf {
   // Writes what is left and closes. False where nothing is open or either failed; closed in any
   // case.
   bool Close();
+  // Another descriptor of what is open; empty where there is none.
+  [[nodiscard]] platform::UniqueFd ShareDescriptor() const;
 
  protected:
   int_type underflow() override;
@@ -72,6 +74,10 @@ class FileStream final : public std::iostream {
   void close();
 
   // NOLINTEND(readability-identifier-naming)
+
+  // Another descriptor of what is open, which stays when the stream closes its own. Empty where
+  // nothing is open or the process can have no more descriptors.
+  [[nodiscard]] platform::UniqueFd ShareDescriptor() const { return buffer_.ShareDescriptor(); }
 
  private:
   FileStreamBuffer buffer_;

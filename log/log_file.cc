@@ -3,8 +3,10 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <sys/stat.h>
 #include <utility>
 
+#include "fileutils/copy_file.h"
 #include "fileutils/link_check.h"
 #include "fileutils/link_removal.h"
 #include "platform/checked_file.h"
@@ -45,9 +47,25 @@ platform::UniqueFd OpenToAppend(const Place& place) {
   return fd;
 }
 
-platform::UniqueFd OpenAndCut(const Place& place) {
+// Whether both descriptors are on one file, which has one name. `status` is the file's then.
+bool AreOnOneFile(const platform::UniqueFd& first, const platform::UniqueFd& second,
+                  struct stat* status) {
+  struct stat ofSecond = {};
+  return platform::Calls().fstat(second.Get(), &ofSecond) == 0 &&
+         platform::Calls().fstat(first.Get(), status) == 0 && status->st_dev == ofSecond.st_dev &&
+         status->st_ino == ofSecond.st_ino && status->st_nlink == 1;
+}
+
+platform::UniqueFd OpenAndCut(const Place& place, const platform::UniqueFd& file) {
   platform::UniqueFd fd;
+  struct stat status = {};
   if (!place || platform::OpenFileForWriting(*place, platform::HardLinks::kRefuse, &fd) != 0 ||
+      platform::Calls().fstat(fd.Get(), &status) != 0) {
+    return {};
+  }
+  // Also the one that was made just now.
+  if (status.st_size == 0) return fd;
+  if (!AreOnOneFile(fd, file, &status) ||
       platform::RepeatInterrupted([&] { return platform::Calls().ftruncate(fd.Get(), 0); }) != 0) {
     return {};
   }
@@ -64,11 +82,21 @@ bool OpenLogFile(const std::string& path, FileStream& stream) {
   return !stream.fail();
 }
 
-bool TruncateLogFile(const std::string& path, FileStream& stream) {
+bool CopyLogFile(const std::string& path, const platform::UniqueFd& file,
+                 const std::string& destination) {
+  const Place place = Locate(path);
+  platform::UniqueFd source;
+  struct stat status = {};
+  return place && platform::OpenFileForReading(*place, &source) == 0 &&
+         AreOnOneFile(source, file, &status) &&
+         fileutils::CopyOpenFile(source, status.st_size, destination);
+}
+
+bool TruncateLogFile(const std::string& path, const platform::UniqueFd& file, FileStream& stream) {
   if (stream.is_open()) stream.close();
   const Place place = Locate(path);
   if (!ClearPlace(path, place)) return false;
-  stream.open(OpenAndCut(place));
+  stream.open(OpenAndCut(place, file));
   if (stream.fail()) return false;
   stream.close();
   return true;

@@ -4,9 +4,15 @@
 #include <string>
 
 #include "log/file_stream.h"
+#include "platform/unique_fd.h"
 
-// Opening a log file where others may write and plant what they like. Nothing here waits, follows
-// a link in the last place, or changes the mode of a file that it did not make.
+// Opening, copying and emptying a log file where others may write and plant what they like. Nothing
+// here waits, follows a link in the last place, or changes the mode of a file that it did not make.
+//
+// A log is copied and emptied by several calls, and meanwhile somebody can put another file in its
+// place, one that only root may read. So both take the log as `file`, a descriptor of it that stays
+// open until both are done (its number cannot go to another file then), and do nothing to any
+// other.
 
 namespace dunmar {
 
@@ -22,10 +28,18 @@ namespace dunmar {
 // has failbit. Links among the ancestors are followed under the owner rule (platform/path_walk.h).
 [[nodiscard]] bool OpenLogFile(const std::string& path, FileStream& stream);
 
-// Closes the stream if it has a file open, and cuts the file at the path to nothing: a regular file
-// of one name, which keeps its mode. A link there is removed and an empty file made, as a missing
-// file is (mode 0666 less umask). False, nothing cut, where that cannot be.
-[[nodiscard]] bool TruncateLogFile(const std::string& path, FileStream& stream);
+// Copies what the log holds at the beginning of the call, and nothing that is appended meanwhile.
+// The destination is treated as `fileutils::CopyFile` does with its check on. False, nothing
+// copied, where the regular file at the path is not that of `file` or has several names.
+[[nodiscard]] bool CopyLogFile(const std::string& path, const platform::UniqueFd& file,
+                               const std::string& destination);
+
+// Closes the stream if it has a file open, and cuts the log to nothing: the regular file at the
+// path if it is that of `file` and has one name. It keeps its mode. A link there is removed and an
+// empty file made, as a missing file is (mode 0666 less umask). False, nothing cut, where that
+// cannot be.
+[[nodiscard]] bool TruncateLogFile(const std::string& path, const platform::UniqueFd& file,
+                                   FileStream& stream);
 
 }  // namespace dunmar
 

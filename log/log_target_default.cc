@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <utility>
 
-#include "fileutils/copy_file.h"
 #include "fileutils/foundation_paths.h"
 #include "fileutils/items.h"
 #include "fileutils/os_version.h"
@@ -18,6 +17,7 @@
 #include "log/rollover.h"
 #include "platform/host.h"
 #include "platform/host_info.h"
+#include "platform/unique_fd.h"
 
 namespace dunmar {
 
@@ -160,9 +160,12 @@ bool LogTargetDefault::CheckRollover() {
   if (size < SizeLimit(level_)) return true;
 
   headerPending_ = true;
+  // Only what went through the checks of the opening is rotated.
+  if (!stream_.is_open()) (void)OpenStream(stream_);
+  const platform::UniqueFd file = stream_.ShareDescriptor();
   if (stream_.good()) stream_.close();
-  if (fileutils::CopyFile(filePath_, MakeBackupName(filePath_), /*skipLinkCheck=*/false)) {
-    (void)TruncateLogFile(filePath_, stream_);
+  if (CopyLogFile(filePath_, file, MakeBackupName(filePath_))) {
+    (void)TruncateLogFile(filePath_, file, stream_);
   }
   const bool reopened = OpenStream(stream_);
   if (!SaysKeepLogs(marker)) (void)PruneOldLogs(filePath_, kKeptDays);

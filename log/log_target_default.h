@@ -69,8 +69,10 @@ class LogTargetDefault : public LogTargetBase {
 
   // Rotates the file if it is too large: copies it under a dated name, empties it, and prunes old
   // copies unless a marker beside it says "keeplogs". The next record is preceded by the session
-  // header. A copy that fails leaves the file as it is. To be called while the lock is held. False
-  // where the file's size cannot be had or the file not be opened again.
+  // header. A copy that fails leaves the file as it is. Nothing is copied or emptied where the file
+  // that the target has open has several names, or where another file has its name by now; that one
+  // is opened instead, under the usual checks. To be called while the lock is held. False where the
+  // file's size cannot be had or the file not be opened again.
   bool CheckRollover();
 
  private:

@@ -4,24 +4,18 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
-#include <limits>
 #include <unistd.h>
 
 #include "platform/interrupted_call.h"
 
 namespace platform {
 
-namespace {
-
-constexpr off_t kUnknown = std::numeric_limits<off_t>::max();
-
-}  // namespace
-
-bool FindDataBySeeking(int fd, off_t position, Extent* data) {
+bool FindDataBySeeking(int fd, off_t position, off_t end, Extent* data) {
   const off_t begin = ::lseek(fd, position, SEEK_DATA);
-  if (begin < 0) return errno != ENXIO && FindDataByReading(fd, position, kUnknown, data);
-  const off_t end = ::lseek(fd, begin, SEEK_HOLE);
-  *data = {.begin = begin, .end = end < 0 ? kUnknown : end};
+  if (begin < 0) return errno != ENXIO && FindDataByReading(fd, position, end, data);
+  if (begin >= end) return false;
+  const off_t hole = ::lseek(fd, begin, SEEK_HOLE);
+  *data = {.begin = begin, .end = hole < 0 ? end : std::min(hole, end)};
   return true;
 }
 
@@ -32,9 +26,10 @@ bool FindDataByReading(int fd, off_t position, off_t end, Extent* data) {
   off_t begin = position;
   for (off_t at = position;;) {
     const auto wanted = static_cast<std::size_t>(std::clamp<off_t>(end - at, 0, kBlockBytes));
-    const ssize_t got = RepeatInterrupted([&] { return ::pread(fd, block.data(), wanted, at); });
+    const ssize_t got =
+        wanted == 0 ? 0 : RepeatInterrupted([&] { return ::pread(fd, block.data(), wanted, at); });
     if (got < 0) {
-      *data = {.begin = begin, .end = kUnknown};
+      *data = {.begin = begin, .end = end};
       return true;
     }
     // Nothing at all, at the end, is a hole, too.

@@ -2,8 +2,8 @@
 
 namespace platform {
 
-bool FindData(int fd, off_t position, Extent* data) {
-  return FindDataBySeeking(fd, position, data);
+bool FindData(int fd, off_t position, off_t end, Extent* data) {
+  return FindDataBySeeking(fd, position, end, data);
 }
 
 }  // namespace platform

@@ -503,4 +503,66 @@ TEST(CopyFile, NeverTakesAPathWithANulByteForAShorterOne) {
   EXPECT_EQ(test::CompareTrees(before, test::ReadTree(folder.Path())), Lines{});
 }
 
+// ---- From an open file ----
+
+bool CopyFirst(off_t size, const std::string& source, const std::string& destination) {
+  const platform::UniqueFd fd(open(source.c_str(), O_RDONLY | O_CLOEXEC));
+  return fileutils::CopyOpenFile(fd, size, destination);
+}
+
+TEST(CopyOpenFile, CopiesTheFirstBytesAndNoMore) {
+  const test::ScopedTempDir folder;
+  const std::string content = Bytes(10000);
+  test::PutFile(folder.Join("source"), content);
+  for (const std::size_t size : {0U, 1U, 4095U, 4096U, 4097U, 8192U, 9999U, 10000U, 20000U}) {
+    SCOPED_TRACE(size);
+    test::PutFile(folder.Join("destination"), "old");
+    EXPECT_TRUE(
+        CopyFirst(static_cast<off_t>(size), folder.Join("source"), folder.Join("destination")));
+    EXPECT_TRUE(test::GetFile(folder.Join("destination")) == content.substr(0, size));
+  }
+}
+
+TEST(CopyOpenFile, StartsAtTheBeginningWhereverTheDescriptorIs) {
+  const test::ScopedTempDir folder;
+  test::PutFile(folder.Join("source"), "content");
+  const platform::UniqueFd fd(open(folder.Join("source").c_str(), O_RDONLY | O_CLOEXEC));
+  ASSERT_EQ(lseek(fd.Get(), 3, SEEK_SET), 3);
+  EXPECT_TRUE(fileutils::CopyOpenFile(fd, 7, folder.Join("destination")));
+  EXPECT_EQ(test::GetFile(folder.Join("destination")), "content");
+}
+
+TEST(CopyOpenFile, EndsInTheMiddleOfAHole) {
+  const test::ScopedTempDir folder;
+  if (const std::string why = WhyNoHoles(folder); !why.empty()) GTEST_SKIP() << why;
+  constexpr off_t kMiB = 1 << 20;
+  PutSparse(folder.Join("source"), 6 * kMiB, {0, 5 * kMiB}, "0123456789");
+  for (const off_t size : {5 * kMiB + 3, 5 * kMiB, 2 * kMiB + 5}) {
+    SCOPED_TRACE(size);
+    EXPECT_TRUE(CopyFirst(size, folder.Join("source"), folder.Join("destination")));
+    EXPECT_TRUE(test::GetFile(folder.Join("destination")) ==
+                test::GetFile(folder.Join("source"))->substr(0, static_cast<std::size_t>(size)));
+    EXPECT_LE(AllocatedBytes(folder.Join("destination")), 512 * 1024);
+  }
+}
+
+TEST(CopyOpenFile, TreatsItsDestinationAsWithTheCheckOn) {
+  const test::ScopedTempDir folder;
+  test::PutFile(folder.Join("source"), "new");
+  test::PutFile(folder.Join("target"), "old");
+  test::MakeLink(folder.Join("link"), "target");
+  EXPECT_TRUE(CopyFirst(3, folder.Join("source"), folder.Join("link")));
+  EXPECT_EQ(test::GetLink(folder.Join("link")), std::nullopt);
+  EXPECT_EQ(test::GetFile(folder.Join("link")), "new");
+  EXPECT_EQ(test::GetFile(folder.Join("target")), "old");
+  test::MakeHardLink(folder.Join("other"), folder.Join("target"));
+  EXPECT_FALSE(CopyFirst(3, folder.Join("source"), folder.Join("target")));
+  test::MakeDirs(folder.Join("real"));
+  test::MakeLink(folder.Join("linked"), "real");
+  EXPECT_FALSE(CopyFirst(3, folder.Join("source"), folder.Join("linked/file")));
+  EXPECT_FALSE(CopyFirst(3, folder.Join("source"), folder.Join("source")));
+  EXPECT_EQ(test::GetFile(folder.Join("source")), "new");
+  EXPECT_EQ(test::GetFile(folder.Join("target")), "old");
+}
+
 }  // namespace

@@ -160,6 +160,27 @@ TEST_F(FileStreamTest, OpensAgain) {
   ExpectContent("one two three");
 }
 
+TEST_F(FileStreamTest, SharesADescriptorThatOutlivesItsOwn) {
+  FileStream stream;
+  EXPECT_FALSE(stream.ShareDescriptor());
+  stream.open(Opened());
+  const UniqueFd shared = stream.ShareDescriptor();
+  ASSERT_TRUE(shared);
+  EXPECT_EQ(::fcntl(shared.Get(), F_GETFD), FD_CLOEXEC);
+  stream << "stream's " << std::flush;
+  stream.close();
+  EXPECT_EQ(::write(shared.Get(), "shared", 6), 6);
+  ExpectContent("stream's shared");
+  EXPECT_FALSE(stream.ShareDescriptor());
+}
+
+TEST_F(FileStreamTest, SharesItsDescriptorInAnyState) {
+  FileStream stream;
+  stream.open(Opened());
+  stream.setstate(std::ios_base::badbit);
+  EXPECT_TRUE(stream.ShareDescriptor());
+}
+
 TEST_F(FileStreamTest, ClosingReportsAFailedWrite) {
   FileStream stream;
   stream.open(Opened());

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstdio>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <optional>
@@ -39,6 +41,12 @@ class LogFileTest : public testing::Test {
   [[nodiscard]] static bool IsRegular(const std::string& path) {
     struct stat status = {};
     return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+  }
+
+  // Cuts what is at the path now.
+  [[nodiscard]] static bool Truncate(const std::string& path, FileStream& stream) {
+    const platform::UniqueFd file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    return TruncateLogFile(path, file, stream);
   }
 
   // Leaves the stream open on a file of its own, in a good state.
@@ -382,13 +390,98 @@ TEST_F(OpenLogFileTest, LeavesNoFileThatOthersCannotWriteWhenItIsKilled) {
   EXPECT_EQ(test::ReadTree(dir_.Path()).size(), 2U) << "the folder and the log";
 }
 
+class CopyLogFileTest : public LogFileTest {
+ protected:
+  // The log, as a target has it open.
+  [[nodiscard]] platform::UniqueFd OpenLog(const std::string& content) const {
+    test::PutFile(Path(), content);
+    return platform::UniqueFd(open(Path().c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+  }
+  [[nodiscard]] bool Copy(const platform::UniqueFd& file) const {
+    return CopyLogFile(Path(), file, At("copy"));
+  }
+};
+
+TEST_F(CopyLogFileTest, CopiesTheLogAndLeavesIt) {
+  const platform::UniqueFd file = OpenLog("text");
+  EXPECT_TRUE(Copy(file));
+  EXPECT_EQ(test::GetFile(At("copy")), "text");
+  EXPECT_EQ(test::GetFile(Path()), "text");
+}
+
+TEST_F(CopyLogFileTest, CopiesNothingThatIsAppendedMeanwhile) {
+  static std::string log;
+  static int writes;
+  log = Path();
+  writes = 0;
+  const std::string content(10000, 'x');
+  const platform::UniqueFd file = OpenLog(content);
+  platform::ScopedSystemCalls calls;
+  calls->write = [](int fd, const void* bytes, std::size_t count) {
+    if (++writes < 100) {
+      const platform::UniqueFd other(open(log.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+      const std::string more(5000, 'y');
+      EXPECT_EQ(write(other.Get(), more.data(), more.size()), 5000);
+    }
+    return ::write(fd, bytes, count);
+  };
+  EXPECT_TRUE(Copy(file));
+  EXPECT_EQ(writes, 3);
+  EXPECT_TRUE(test::GetFile(At("copy")) == content);
+}
+
+TEST_F(CopyLogFileTest, CopiesNoOtherFile) {
+  const platform::UniqueFd file = OpenLog("text");
+  EXPECT_EQ(rename(Path().c_str(), At("aside").c_str()), 0);
+  EXPECT_FALSE(Copy(file));
+  test::PutFile(Path(), "other");
+  EXPECT_FALSE(Copy(file));
+  EXPECT_EQ(unlink(Path().c_str()), 0);
+  test::MakeLink(Path(), "aside");
+  EXPECT_FALSE(Copy(file));
+  EXPECT_EQ(unlink(Path().c_str()), 0);
+  test::MakeFifo(Path());
+  EXPECT_FALSE(Copy(file));
+  EXPECT_FALSE(CopyLogFile(At("aside"), platform::UniqueFd(), At("copy")));
+  EXPECT_FALSE(CopyLogFile(At("missing/Ixer.log"), file, At("copy")));
+  EXPECT_FALSE(test::IsThere(At("copy")));
+}
+
+TEST_F(CopyLogFileTest, CopiesNoFileOfSeveralNames) {
+  const platform::UniqueFd file = OpenLog("text");
+  test::MakeHardLink(At("second"), Path());
+  EXPECT_FALSE(Copy(file));
+  EXPECT_FALSE(test::IsThere(At("copy")));
+  EXPECT_EQ(unlink(At("second").c_str()), 0);
+  EXPECT_TRUE(Copy(file));
+}
+
+TEST_F(CopyLogFileTest, TreatsItsDestinationAsEveryCopy) {
+  const test::ScopedUmask umask(027);
+  const platform::UniqueFd file = OpenLog("text");
+  test::PutFile(At("victim"), "kept");
+  test::MakeLink(At("copy"), "victim");
+  EXPECT_TRUE(Copy(file));
+  EXPECT_TRUE(IsRegular(At("copy")));
+  EXPECT_EQ(test::GetFile(At("copy")), "text");
+  EXPECT_EQ(test::GetMode(At("copy")), mode_t{0640});
+  test::MakeHardLink(At("second"), At("copy"));
+  EXPECT_FALSE(Copy(file));
+  test::MakeDirs(At("folder"));
+  test::MakeLink(At("link"), "folder");
+  EXPECT_FALSE(CopyLogFile(Path(), file, At("link/copy")));
+  EXPECT_FALSE(CopyLogFile(Path(), file, Path()));
+  EXPECT_EQ(test::GetFile(At("victim")), "kept");
+  EXPECT_EQ(test::GetFile(Path()), "text");
+}
+
 using TruncateLogFileTest = LogFileTest;
 
 TEST_F(TruncateLogFileTest, CutsTheFileAndKeepsItsMode) {
   test::PutFile(Path(), "old");
   test::SetMode(Path(), 0640);
   FileStream stream;
-  EXPECT_TRUE(TruncateLogFile(Path(), stream));
+  EXPECT_TRUE(Truncate(Path(), stream));
   EXPECT_EQ(test::GetFile(Path()), "");
   EXPECT_EQ(test::GetMode(Path()), mode_t{0640});
   EXPECT_FALSE(stream.is_open());
@@ -399,7 +492,7 @@ TEST_F(TruncateLogFileTest, ClosesTheStreamFirst) {
   FileStream stream;
   ASSERT_TRUE(OpenLogFile(Path(), stream));
   stream << "written" << std::flush << "not yet";
-  EXPECT_TRUE(TruncateLogFile(Path(), stream));
+  EXPECT_TRUE(Truncate(Path(), stream));
   EXPECT_FALSE(stream.is_open());
   EXPECT_EQ(test::GetFile(Path()), "");
 }
@@ -409,7 +502,7 @@ TEST_F(TruncateLogFileTest, LeavesTheSameFileToOthersWhoHaveItOpen) {
   ASSERT_TRUE(OpenLogFile(Path(), other));
   other << "before" << std::flush;
   FileStream stream;
-  EXPECT_TRUE(TruncateLogFile(Path(), stream));
+  EXPECT_TRUE(Truncate(Path(), stream));
   other << "after" << std::flush;
   EXPECT_EQ(test::GetFile(Path()), "after");
 }
@@ -423,7 +516,7 @@ TEST_F(TruncateLogFileTest, MakesAMissingFileUnderTheUmask) {
     SCOPED_TRACE(mask);
     const test::ScopedUmask umask(mask);
     FileStream stream;
-    EXPECT_TRUE(TruncateLogFile(Path(), stream));
+    EXPECT_TRUE(Truncate(Path(), stream));
     EXPECT_EQ(test::GetFile(Path()), "");
     EXPECT_EQ(test::GetMode(Path()), mode);
     EXPECT_EQ(unlink(Path().c_str()), 0);
@@ -437,7 +530,7 @@ TEST_F(TruncateLogFileTest, PutsAnEmptyFileInThePlaceOfALink) {
     SCOPED_TRACE(destination);
     test::MakeLink(Path(), destination);
     FileStream stream;
-    EXPECT_TRUE(TruncateLogFile(Path(), stream));
+    EXPECT_TRUE(Truncate(Path(), stream));
     EXPECT_TRUE(IsRegular(Path()));
     EXPECT_EQ(test::GetFile(Path()), "");
     EXPECT_EQ(test::GetMode(Path()), mode_t{0644});
@@ -453,7 +546,7 @@ TEST_F(TruncateLogFileTest, FailsWhereTheLinkWillNotGo) {
   platform::ScopedSystemCalls calls;
   calls->unlinkat = RefuseRemoval;
   FileStream stream;
-  EXPECT_FALSE(TruncateLogFile(Path(), stream));
+  EXPECT_FALSE(Truncate(Path(), stream));
   EXPECT_EQ(test::GetFile(At("target")), "kept");
 }
 
@@ -462,7 +555,7 @@ TEST_F(TruncateLogFileTest, RefusesAFileOfSeveralNamesWithTheStreamClosed) {
   test::MakeHardLink(Path(), At("target"));
   FileStream stream;
   OpenOther(stream);
-  EXPECT_FALSE(TruncateLogFile(Path(), stream));
+  EXPECT_FALSE(Truncate(Path(), stream));
   EXPECT_FALSE(stream.is_open());
   EXPECT_TRUE(stream.good());
   EXPECT_EQ(test::GetFile(At("target")), "kept");
@@ -478,7 +571,7 @@ TEST_F(TruncateLogFileTest, RefusesAnythingButARegularFile) {
     SCOPED_TRACE(name);
     if (name == std::string("device") && !test::IsThere(At(name))) continue;
     FileStream stream;
-    EXPECT_FALSE(TruncateLogFile(At(name), stream));
+    EXPECT_FALSE(Truncate(At(name), stream));
     EXPECT_FALSE(stream.is_open());
   }
   EXPECT_EQ(test::CompareTrees(before, test::ReadTree(dir_.Path())), std::vector<std::string>{});
@@ -486,7 +579,7 @@ TEST_F(TruncateLogFileTest, RefusesAnythingButARegularFile) {
 
 TEST_F(TruncateLogFileTest, FailsWithoutAFolder) {
   FileStream stream;
-  EXPECT_FALSE(TruncateLogFile(At("missing/Ixer.log"), stream));
+  EXPECT_FALSE(Truncate(At("missing/Ixer.log"), stream));
   ExpectClosedAndFailed(stream);
   EXPECT_FALSE(test::IsThere(At("missing")));
 }
@@ -499,9 +592,25 @@ TEST_F(TruncateLogFileTest, FailsWhereTheFileCannotBeCut) {
     return -1;
   };
   FileStream stream;
-  EXPECT_FALSE(TruncateLogFile(Path(), stream));
+  EXPECT_FALSE(Truncate(Path(), stream));
   ExpectClosedAndFailed(stream);
   EXPECT_EQ(test::GetFile(Path()), "kept");
+}
+
+TEST_F(TruncateLogFileTest, CutsNoOtherFileThanTheGivenOne) {
+  test::PutFile(Path(), "log");
+  const platform::UniqueFd file(open(Path().c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+  ASSERT_EQ(rename(Path().c_str(), At("aside").c_str()), 0);
+  test::PutFile(Path(), "kept");
+  FileStream stream;
+  EXPECT_FALSE(TruncateLogFile(Path(), file, stream));
+  ExpectClosedAndFailed(stream);
+  EXPECT_FALSE(TruncateLogFile(Path(), platform::UniqueFd(), stream));
+  EXPECT_EQ(test::GetFile(Path()), "kept");
+  EXPECT_EQ(test::GetFile(At("aside")), "log");
+  ASSERT_EQ(rename(At("aside").c_str(), Path().c_str()), 0);
+  EXPECT_TRUE(TruncateLogFile(Path(), file, stream));
+  EXPECT_EQ(test::GetFile(Path()), "");
 }
 
 TEST_F(TruncateLogFileTest, CutsAgainWhereASignalInterrupts) {
@@ -517,7 +626,7 @@ TEST_F(TruncateLogFileTest, CutsAgainWhereASignalInterrupts) {
     return ::ftruncate(fd, length);
   };
   FileStream stream;
-  EXPECT_TRUE(TruncateLogFile(Path(), stream));
+  EXPECT_TRUE(Truncate(Path(), stream));
   EXPECT_EQ(test::GetFile(Path()), "");
 }
 
@@ -527,10 +636,10 @@ TEST_F(TruncateLogFileTest, KeepsToTheOwnerRuleAmongTheAncestors) {
   test::MakeLink(At("his"), "roots");
   test::SetOwner(At("his"), kUser, kUser);
   FileStream stream;
-  EXPECT_FALSE(TruncateLogFile(At("his/Ixer.log"), stream));
+  EXPECT_FALSE(Truncate(At("his/Ixer.log"), stream));
   EXPECT_EQ(test::GetFile(At("roots/Ixer.log")), "kept");
   test::SetOwner(At("roots"), kUser, kUser);
-  EXPECT_TRUE(TruncateLogFile(At("his/Ixer.log"), stream));
+  EXPECT_TRUE(Truncate(At("his/Ixer.log"), stream));
   EXPECT_EQ(test::GetFile(At("roots/Ixer.log")), "");
 }
 
@@ -539,7 +648,7 @@ TEST_F(TruncateLogFileTest, CutsNothingBehindALinkThatTakesThePlaceOfTheRemovedO
   test::MakeLink(Path(), "missing");
   const test::AfterRemoval planting([this] { test::MakeLink(Path(), "target"); });
   FileStream stream;
-  EXPECT_FALSE(TruncateLogFile(Path(), stream));
+  EXPECT_FALSE(Truncate(Path(), stream));
   ExpectClosedAndFailed(stream);
   EXPECT_EQ(test::GetFile(At("target")), "kept");
 }
@@ -549,7 +658,7 @@ TEST_F(TruncateLogFileTest, CutsNoSecondNameThatTakesThePlaceOfTheRemovedLink) {
   test::MakeLink(Path(), "missing");
   const test::AfterRemoval planting([this] { test::MakeHardLink(Path(), At("target")); });
   FileStream stream;
-  EXPECT_FALSE(TruncateLogFile(Path(), stream));
+  EXPECT_FALSE(Truncate(Path(), stream));
   EXPECT_EQ(test::GetFile(At("target")), "kept");
 }
 

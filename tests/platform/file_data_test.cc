@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <limits>
 #include <string>
 #include <unistd.h>
 #include <utility>
@@ -18,15 +17,10 @@ namespace platform {
 namespace {
 
 constexpr off_t kBlock = 4096;
-constexpr off_t kUnknown = std::numeric_limits<off_t>::max();
 
-using Find = bool (*)(int fd, off_t position, Extent* data);
+using Find = bool (*)(int fd, off_t position, off_t end, Extent* data);
 
-bool Read(int fd, off_t position, Extent* data) {
-  return FindDataByReading(fd, position, kUnknown, data);
-}
-
-constexpr Find kAll[] = {&FindData, &FindDataBySeeking, &Read};
+constexpr Find kAll[] = {&FindData, &FindDataBySeeking, &FindDataByReading};
 
 std::string Describe(const std::vector<Extent>& extents) {
   std::string text;
@@ -52,7 +46,8 @@ class FileDataTest : public testing::Test {
   [[nodiscard]] std::vector<Extent> FindAll(Find find) const {
     std::vector<Extent> extents;
     Extent data;
-    while (extents.size() < 100 && find(fd_.Get(), data.end, &data)) extents.push_back(data);
+    while (extents.size() < 100 && find(fd_.Get(), data.end, kNoEnd, &data))
+      extents.push_back(data);
     return extents;
   }
 
@@ -61,7 +56,7 @@ class FileDataTest : public testing::Test {
     std::string content(size, '\0');
     for (const Extent& extent : FindAll(find)) {
       const auto begin = static_cast<std::size_t>(extent.begin);
-      const std::size_t end = extent.end == kUnknown ? size : static_cast<std::size_t>(extent.end);
+      const std::size_t end = extent.end == kNoEnd ? size : static_cast<std::size_t>(extent.end);
       EXPECT_GE(pread(fd_.Get(), &content.at(begin), end - begin, extent.begin), 0);
     }
     return content;
@@ -87,46 +82,49 @@ TEST_F(FileDataTest, HasNoneInAnEmptyFileAndNoneBehindTheEnd) {
   PutSparse(0, {});
   Extent data = {.begin = 1, .end = 2};
   for (const Find find : kAll) {
-    EXPECT_FALSE(find(Fd(), 0, &data));
-    EXPECT_FALSE(find(Fd(), kBlock, &data));
+    EXPECT_FALSE(find(Fd(), 0, kNoEnd, &data));
+    EXPECT_FALSE(find(Fd(), kBlock, kNoEnd, &data));
   }
   EXPECT_EQ(data.begin, 1);
   EXPECT_EQ(data.end, 2);
+}
+
+TEST_F(FileDataTest, HasNoneFromTheGivenEndOn) {
+  PutSparse(8 << 20, {{1 << 20, std::string(1 << 20, 'a')}});
+  for (const Find find : kAll) {
+    Extent data;
+    ASSERT_TRUE(find(Fd(), 0, (1 << 20) + 7, &data));
+    EXPECT_LE(data.begin, 1 << 20);
+    EXPECT_EQ(data.end, (1 << 20) + 7);
+    EXPECT_FALSE(find(Fd(), (1 << 20) + 7, (1 << 20) + 7, &data));
+    EXPECT_FALSE(find(Fd(), (1 << 20) + 7, 1 << 20, &data));
+    EXPECT_EQ(data.end, (1 << 20) + 7);
+  }
 }
 
 using FindDataByReadingTest = FileDataTest;
 
 TEST_F(FindDataByReadingTest, TakesABlockOfZerosForAHole) {
   PutSparse(10 * kBlock, {{2 * kBlock, "a"}, {3 * kBlock + 5, "b"}, {6 * kBlock - 1, "c"}});
-  EXPECT_EQ(Describe(FindAll(Read)), "[8192 16384)[20480 24576)");
+  EXPECT_EQ(Describe(FindAll(&FindDataByReading)), "[8192 16384)[20480 24576)");
 }
 
 TEST_F(FindDataByReadingTest, EndsWithTheFile) {
   PutSparse(kBlock + 10, {{kBlock + 9, "a"}});
-  EXPECT_EQ(Describe(FindAll(Read)), "[4096 4106)");
+  EXPECT_EQ(Describe(FindAll(&FindDataByReading)), "[4096 4106)");
 }
 
 TEST_F(FindDataByReadingTest, HasNoneInAFileOfZeros) {
   PutSparse(3 * kBlock + 1, {{0, std::string(100, '\0')}});
-  EXPECT_EQ(Describe(FindAll(Read)), "");
+  EXPECT_EQ(Describe(FindAll(&FindDataByReading)), "");
 }
 
 TEST_F(FindDataByReadingTest, BeginsAtAnyPlace) {
   PutSparse(3 * kBlock, {{kBlock + 1, "ab"}});
   Extent data;
-  ASSERT_TRUE(Read(Fd(), kBlock + 2, &data));
+  ASSERT_TRUE(FindDataByReading(Fd(), kBlock + 2, kNoEnd, &data));
   EXPECT_EQ(Describe({data}), "[4098 8194)");
-  EXPECT_FALSE(Read(Fd(), kBlock + 3, &data));
-}
-
-TEST_F(FindDataByReadingTest, FindsNothingFromTheGivenEndOn) {
-  PutSparse(4 * kBlock, {{kBlock, std::string(2 * kBlock, 'a')}});
-  Extent data;
-  ASSERT_TRUE(FindDataByReading(Fd(), 0, 2 * kBlock + 7, &data));
-  EXPECT_EQ(Describe({data}), "[4096 8199)");
-  EXPECT_FALSE(FindDataByReading(Fd(), 0, kBlock, &data));
-  EXPECT_FALSE(FindDataByReading(Fd(), 2 * kBlock, 2 * kBlock, &data));
-  EXPECT_FALSE(FindDataByReading(Fd(), 2 * kBlock, kBlock, &data));
+  EXPECT_FALSE(FindDataByReading(Fd(), kBlock + 3, kNoEnd, &data));
 }
 
 using FindDataTest = FileDataTest;
@@ -154,9 +152,12 @@ TEST(FindDataByReading, TakesAllForDataWhereItCannotRead) {
   const test::ScopedTempDir dir;
   const UniqueFd fd(open(dir.Join("file").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
   Extent data;
-  ASSERT_TRUE(Read(fd.Get(), 7, &data));
+  ASSERT_TRUE(FindDataByReading(fd.Get(), 7, kNoEnd, &data));
   EXPECT_EQ(data.begin, 7);
-  EXPECT_EQ(data.end, kUnknown);
+  EXPECT_EQ(data.end, kNoEnd);
+  ASSERT_TRUE(FindDataByReading(fd.Get(), 7, 9, &data));
+  EXPECT_EQ(data.end, 9);
+  EXPECT_FALSE(FindDataByReading(fd.Get(), 9, 9, &data));
 }
 
 }  // namespace
