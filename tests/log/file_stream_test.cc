@@ -160,6 +160,40 @@ TEST_F(FileStreamTest, OpensAgain) {
   ExpectContent("one two three");
 }
 
+TEST_F(FileStreamTest, OpensAnotherFileAfterUnreadInput) {
+  Put("old input");
+  for (const bool isWritten : {false, true}) {
+    SCOPED_TRACE(isWritten);
+    FileStream stream;
+    stream.open(Opened());
+    EXPECT_EQ(stream.get(), 'o');
+    stream.close();
+    EXPECT_TRUE(stream.good());
+    const std::string other = dir_.Join("other");
+    test::PutFile(other, "new");
+    stream.open(UniqueFd(::open(other.c_str(), O_RDWR | O_CLOEXEC)));
+    if (isWritten) {
+      // At its beginning, whatever was left of the input before.
+      stream << "N" << std::flush;
+      EXPECT_TRUE(stream.good());
+      EXPECT_EQ(test::GetFile(other), "New");
+    } else {
+      std::string text;
+      EXPECT_TRUE(stream >> text);
+      EXPECT_EQ(text, "new");
+    }
+  }
+}
+
+TEST_F(FileStreamTest, AClosedStreamHasNoUnreadInput) {
+  Put("input");
+  FileStream stream;
+  stream.open(Opened());
+  EXPECT_EQ(stream.get(), 'i');
+  stream.close();
+  EXPECT_EQ(stream.get(), std::char_traits<char>::eof());
+}
+
 TEST_F(FileStreamTest, SharesADescriptorThatOutlivesItsOwn) {
   FileStream stream;
   EXPECT_FALSE(stream.ShareDescriptor());
@@ -450,6 +484,18 @@ TEST_F(FileStreamTest, WhatWasDroppedIsNotInTheNextFile) {
   stream << "before" << std::flush;
   stream.close();
   stream << "between";
+  stream.open(Opened());
+  stream << " after" << std::flush;
+  ExpectContent("before after");
+}
+
+TEST_F(FileStreamTest, AStreamThatWasWrittenToTakesNoByteWhenItIsClosed) {
+  FileStream stream;
+  stream.open(Opened());
+  stream << "before" << std::flush;
+  stream.close();
+  stream.put('x');
+  EXPECT_TRUE(stream.bad());
   stream.open(Opened());
   stream << " after" << std::flush;
   ExpectContent("before after");
