@@ -22,12 +22,15 @@ bool DeleteDirectory(const std::string& path, bool recursive, bool /*unusedFlag*
   }
   if (!recursive) {
     std::vector<std::string> names;
-    // What cannot be listed, a single file above all, counts as empty.
+    // What cannot be listed, a single file above all, counts as empty. The removal is that of an
+    // empty directory all the same.
     (void)platform::ListFolder(path, &names);
     if (!names.empty()) return false;
   }
   std::string errorText;
-  if (!platform::RemoveItem(path, &errorText)) {
+  const bool isRemoved = recursive ? platform::RemoveItem(path, &errorText)
+                                   : platform::RemoveSingleItem(path, &errorText);
+  if (!isRemoved) {
     FILEUTILS_LOG(logger, dunmar::kWarn, "FileUtils", "Failed to remove file. Error: %s",
                   errorText.c_str());
     return false;

@@ -7,11 +7,15 @@
 
 namespace fileutils {
 
-// Removes a folder: with `recursive` the whole tree, otherwise only an empty one (or
-// a single file). A link is removed itself and never followed, a mount point never
-// entered (platform/item_removal.h). False for an empty path, a missing item, a
-// non-empty folder without `recursive` (no message), and where removal fails part of
-// the way; what was removed until then is gone.
+// Removes a directory: with `recursive` the whole tree, otherwise an empty one or a
+// single file or link, and never more. A link is removed itself and never followed, a
+// mount point never entered (platform/item_removal.h). False for an empty path, a
+// missing item, and where removal fails part of the way; what was removed until then
+// is gone.
+//
+// Without `recursive` a directory with something in it stays, and so does a link to
+// one: false without a message. An empty directory that may not be read goes. One that
+// may not be read and is full, or is filled meanwhile, is a failed removal.
 //
 // With `checkSpecialPath` a special path (special_paths.h) is refused with a WARN
 // message; that check itself gets no logger, so its own message goes to the hooks

@@ -18,6 +18,15 @@ namespace platform {
 // levels, which no path reaches, are a failure (ENAMETOOLONG).
 [[nodiscard]] bool RemoveItem(const std::string& path, std::string* errorText);
 
+// Removes a file, a link itself or an empty directory, and never what is in a
+// directory: a full one stays and is a failure, also one that is filled at the
+// last moment. The rest as for `RemoveItem`. An empty directory need not be
+// readable in the POSIX half.
+//
+// macOS half: removeItemAtPath:error: as well, with a delegate that declines
+// everything below the item.
+[[nodiscard]] bool RemoveSingleItem(const std::string& path, std::string* errorText);
+
 }  // namespace platform
 
 #endif  // PLATFORM_ITEM_REMOVAL_H_

@@ -93,26 +93,48 @@ int RemoveTree(UniqueFd folder, std::string name) {
   }
 }
 
-int Remove(const std::string& path) {
-  LocatedItem item;
-  const int error = LocateItem(path, LastLink::kLeave, &item);
+// Finds the item that a removal is to remove.
+int FindItem(const std::string& path, LocatedItem* item, bool* isFolder) {
+  const int error = LocateItem(path, LastLink::kLeave, item);
   if (error != 0) return error;
   // "." and ".." are no entries that could go, and "/" is in no folder.
-  if (item.name == ".") return EINVAL;
+  if (item->name == ".") return EINVAL;
   struct stat status = {};
-  if (::fstatat(item.folder.Get(), item.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+  if (Calls().fstatat(item->folder.Get(), item->name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
     return errno;
   }
-  if (item.mustBeFolder && !S_ISDIR(status.st_mode)) return ENOTDIR;
-  return RemoveTree(std::move(item.folder), std::move(item.name));
+  *isFolder = S_ISDIR(status.st_mode);
+  return item->mustBeFolder && !*isFolder ? ENOTDIR : 0;
+}
+
+int Remove(const std::string& path) {
+  LocatedItem item;
+  bool isFolder = false;
+  const int error = FindItem(path, &item, &isFolder);
+  return error != 0 ? error : RemoveTree(std::move(item.folder), std::move(item.name));
+}
+
+int RemoveSingle(const std::string& path) {
+  LocatedItem item;
+  bool isFolder = false;
+  const int error = FindItem(path, &item, &isFolder);
+  if (error != 0) return error;
+  return Unlink(item.folder.Get(), item.name.c_str(), isFolder ? AT_REMOVEDIR : 0);
+}
+
+bool Report(int error, const std::string& path, std::string* errorText) {
+  if (error != 0 && errorText != nullptr) *errorText = DescribeError(error, path);
+  return error == 0;
 }
 
 }  // namespace
 
 bool RemoveItem(const std::string& path, std::string* errorText) {
-  const int error = Remove(path);
-  if (error != 0 && errorText != nullptr) *errorText = DescribeError(error, path);
-  return error == 0;
+  return Report(Remove(path), path, errorText);
+}
+
+bool RemoveSingleItem(const std::string& path, std::string* errorText) {
+  return Report(RemoveSingle(path), path, errorText);
 }
 
 }  // namespace platform

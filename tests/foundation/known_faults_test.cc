@@ -163,6 +163,13 @@ TEST(KnownFault, EntersMountPoints) {
   EXPECT_FALSE(test::IsThere(root.Join("elsewhere/file")));
 }
 
+TEST(KnownFault, AsksNobodyBeforeRemoval) {
+  const test::ScopedTempDir dir;
+  test::PutFile(dir.Join("full/file"), "");
+  EXPECT_TRUE(RemoveSingleItem(dir.Join("full"), nullptr));
+  EXPECT_FALSE(test::IsThere(dir.Join("full")));
+}
+
 class KnownFaultOfHomesTest : public testing::Test {
  protected:
   void SetUp() override {

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 #include "tests/support/files.h"
+#include "tests/support/known_faults.h"
 #include "tests/support/run_in_root.h"
 #include "tests/support/scoped_temp_dir.h"
 #include "tests/support/tree.h"
@@ -111,6 +113,56 @@ TEST_F(RemoveItemTest, FailsWithoutAnItemAndSaysSo) {
     EXPECT_FALSE(RemoveItem(path, &errorText));
     EXPECT_NE("", errorText);
     EXPECT_FALSE(RemoveItem(path, nullptr));
+  }
+  EXPECT_EQ("x", test::GetFile(At("file")));
+}
+
+using RemoveSingleItemTest = RemoveItemTest;
+
+TEST_F(RemoveSingleItemTest, RemovesFilesLinksAndEmptyFolders) {
+  test::PutFile(At("kept/file"), "x");
+  test::PutFile(At("file"), "x");
+  test::MakeFifo(At("fifo"));
+  test::MakeDirs(At("empty"));
+  test::MakeDirs(At("slash"));
+  test::MakeLink(At("toFolder"), "kept");
+  test::MakeLink(At("dangling"), "missing");
+  for (const std::string name : {"file", "fifo", "empty", "slash/", "toFolder", "dangling"}) {
+    SCOPED_TRACE(name);
+    std::string errorText = "kept";
+    EXPECT_TRUE(RemoveSingleItem(At(name), &errorText));
+    EXPECT_FALSE(test::IsThere(At(name)));
+    EXPECT_EQ("kept", errorText);
+  }
+  EXPECT_EQ("x", test::GetFile(At("kept/file")));
+}
+
+TEST_F(RemoveSingleItemTest, LeavesAFullFolderAsItIs) {
+  if (test::HasFault(test::Fault::kAsksNobodyBeforeRemoval)) {
+    GTEST_SKIP() << "GNUstep removes what is in the folder as well";
+  }
+  test::PutFile(At("full/a/b/file"), "x");
+  test::MakeLink(At("link"), "full");
+  const test::Tree before = test::ReadTree(dir_.Path());
+  for (const std::string name : {"full", "full/", "full/a"}) {
+    SCOPED_TRACE(name);
+    std::string errorText;
+    EXPECT_FALSE(RemoveSingleItem(At(name), &errorText));
+    EXPECT_NE("", errorText);
+    EXPECT_FALSE(RemoveSingleItem(At(name), nullptr));
+  }
+  EXPECT_EQ(before, test::ReadTree(dir_.Path()));
+}
+
+TEST_F(RemoveSingleItemTest, FailsWithoutAnItemAndSaysSo) {
+  test::PutFile(At("file"), "x");
+  for (const std::string& path :
+       {At("missing"), At("missing/x"), At("file/x"), At("file/"), std::string()}) {
+    SCOPED_TRACE(path);
+    std::string errorText;
+    EXPECT_FALSE(RemoveSingleItem(path, &errorText));
+    EXPECT_NE("", errorText);
+    EXPECT_FALSE(RemoveSingleItem(path, nullptr));
   }
   EXPECT_EQ("x", test::GetFile(At("file")));
 }

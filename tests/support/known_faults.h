@@ -38,6 +38,7 @@ enum class Fault {
   kFailsWithoutTheAttributes,      // where attributes cannot be set, creation fails
   kListsUnreadableFoldersAsEmpty,  // a folder that may not be read has no entries
   kEntersMountPoints,              // a removal empties what is mounted in the folder
+  kAsksNobodyBeforeRemoval,        // a removal's delegate cannot decline what is in the folder
 
   // Homes and the program.
   kHasNoHomeForAStranger,          // no home folder where the account has none, or is unknown

@@ -525,6 +525,65 @@ TEST_F(PosixRemoveItemTest, FailsWithoutADescriptorToSpare) {
   EXPECT_EQ("x", test::GetFile(At("tree/sub/file")));
 }
 
+using PosixRemoveSingleItemTest = PosixRemoveItemTest;
+
+TEST_F(PosixRemoveSingleItemTest, TellsWhyNot) {
+  test::PutFile(At("full/file"), "x");
+  test::PutFile(At("file"), "x");
+  const struct {
+    std::string path;
+    std::string text;
+  } rows[] = {
+      {At("full"), "Directory not empty: " + At("full")},
+      {At("missing"), "No such file or directory: " + At("missing")},
+      {At("file/"), "Not a directory: " + At("file/")},
+      {At("full/."), "Invalid argument: " + At("full/.")},
+      {"/", "Invalid argument: /"},
+      {"", "No such file or directory: "},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.path);
+    std::string errorText;
+    EXPECT_FALSE(RemoveSingleItem(row.path, &errorText));
+    EXPECT_EQ(row.text, errorText);
+  }
+}
+
+TEST_F(PosixRemoveSingleItemTest, DoesNotMindAnItemThatVanishes) {
+  test::PutFile(At("file"), "x");
+  const ScopedUnlink unlink([&](int folder, const char* name, int flags) {
+    EXPECT_EQ(0, ::unlink(At("file").c_str()));
+    return ::unlinkat(folder, name, flags);
+  });
+  EXPECT_TRUE(RemoveSingleItem(At("file"), nullptr));
+}
+
+TEST_F(PosixRemoveSingleItemTest, RefusesAMountPoint) {
+  if (const std::string why = test::WhyNoMounts(); !why.empty()) GTEST_SKIP() << why;
+  test::MakeDirs(At("empty"));
+  test::RunInRoot(dir_.Path(),
+                  [] {
+                    std::string errorText;
+                    EXPECT_FALSE(RemoveSingleItem("/empty", &errorText));
+                    EXPECT_EQ("Device or resource busy: /empty", errorText);
+                  },
+                  {.beforeChangeRoot = [&] {
+                    ASSERT_EQ(0, ::mount("none", At("empty").c_str(), "tmpfs", 0, nullptr));
+                  }});
+}
+
+TEST_F(PosixRemoveSingleItemTest, KeepsToTheOwnerRuleAmongTheAncestors) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  test::MakeDirs(At("roots/empty"));
+  test::MakeLink(At("bad"), "roots");
+  test::SetOwner(At("bad"), 1001, 1001);
+  std::string errorText;
+  EXPECT_FALSE(RemoveSingleItem(At("bad/empty"), &errorText));
+  EXPECT_EQ("Permission denied: " + At("bad/empty"), errorText);
+  EXPECT_TRUE(test::IsThere(At("roots/empty")));
+  EXPECT_TRUE(RemoveSingleItem(At("bad"), nullptr));
+}
+
 }  // namespace
 
 }  // namespace platform
