@@ -1,6 +1,8 @@
 #include "log/pruning.h"
 
 #include <algorithm>
+#include <climits>
+#include <iterator>
 #include <utility>
 
 #include "fileutils/foundation_paths.h"
@@ -34,15 +36,77 @@ PruneVerdict JudgeEntry(const PruneScope& scope, std::string_view entry) {
   return isKept ? PruneVerdict::kCandidate : PruneVerdict::kRemove;
 }
 
-std::vector<std::string> ChooseVictims(const PruneScope& scope, std::vector<std::string> candidates,
-                                       std::size_t kept) {
-  const std::size_t excess = candidates.size() - std::min(candidates.size(), kept);
-  // A copy's time is in its name.
-  std::sort(candidates.begin(), candidates.end());
-  std::erase(candidates, scope.liveLeaf);
-  candidates.resize(std::min(candidates.size(), excess));
-  return candidates;
+void CandidateChoice::Add(const std::string& candidate) {
+  if (candidate == liveLeaf_) {
+    isLiveFileThere_ = true;
+  } else {
+    newest_.insert(candidate);
+  }
+  const std::size_t room = kept_ - std::min<std::size_t>(kept_, isLiveFileThere_ ? 1 : 0);
+  while (newest_.size() > room) AddVictim(std::move(newest_.extract(newest_.begin()).value()));
 }
+
+void CandidateChoice::AddVictim(std::string candidate) {
+  oldest_.insert(std::move(candidate));
+  if (oldest_.size() <= kMostByAge) return;
+  oldest_.erase(std::prev(oldest_.end()));
+  hasYounger_ = true;
+}
+
+CandidateChoice::Fate CandidateChoice::Judge(const std::string& candidate) const {
+  if (candidate == liveLeaf_ || oldest_.empty()) return Fate::kStays;
+  if (candidate <= *oldest_.rbegin()) return Fate::kGoesByAge;
+  return newest_.empty() || candidate < *newest_.begin() ? Fate::kGoes : Fate::kStays;
+}
+
+namespace {
+
+// No system call takes a longer path: such an entry could not be removed by its path, and such a
+// directory could not be looked into.
+bool HasUsablePath(const PruneScope& scope, const std::string& entry) {
+  return scope.folder.size() + 1 + entry.size() < PATH_MAX;
+}
+
+// Removes what is too old as it comes by it. A directory is tried before what is in it, so one that
+// is not empty stays, also if everything in it goes.
+void RemoveTooOld(int folder, const PruneScope& scope, CandidateChoice* choice) {
+  platform::WalkFolder(folder, scope.folder, [&](const std::string& entry) {
+    const PruneVerdict verdict = JudgeEntry(scope, entry);
+    if (verdict == PruneVerdict::kCandidate) choice->Add(entry);
+    // Nothing below any other directory can have a name that begins with the stem.
+    if (verdict == PruneVerdict::kIgnore || !HasUsablePath(scope, entry)) {
+      return platform::WalkStep::kPass;
+    }
+    return verdict == PruneVerdict::kRemove ? platform::WalkStep::kRemove
+                                            : platform::WalkStep::kEnter;
+  });
+}
+
+// A directory goes only if it is empty when its turn comes. By age that is before what is in it,
+// and on a walk as well: both ways remove the same entries.
+void RemoveVictims(int folder, const PruneScope& scope, const CandidateChoice& choice) {
+  for (const std::string& victim : choice.OldestVictims()) {
+    if (HasUsablePath(scope, victim)) (void)platform::RemoveEntry(folder, victim);
+  }
+  if (!choice.HasYoungerVictims()) return;
+  platform::WalkFolder(folder, scope.folder, [&](const std::string& entry) {
+    if (JudgeEntry(scope, entry) != PruneVerdict::kCandidate || !HasUsablePath(scope, entry)) {
+      return platform::WalkStep::kPass;
+    }
+    switch (choice.Judge(entry)) {
+      case CandidateChoice::Fate::kGoes:
+        return platform::WalkStep::kRemove;
+      case CandidateChoice::Fate::kGoesByAge:
+        return platform::WalkStep::kEnter;
+      // And with a directory all that is in it, which is younger.
+      case CandidateChoice::Fate::kStays:
+        break;
+    }
+    return platform::WalkStep::kPass;
+  });
+}
+
+}  // namespace
 
 bool PruneOldLogs(const std::string& filePath, int days) {
   const auto keptDays = static_cast<std::size_t>(std::max(days, 0));
@@ -53,19 +117,9 @@ bool PruneOldLogs(const std::string& filePath, int days) {
   platform::UniqueFd folder;
   if (platform::OpenFolder(scope.folder, &folder) != 0) return false;
 
-  std::vector<std::string> candidates;
-  platform::WalkFolder(scope.folder, [&](const platform::WalkEntry& entry) {
-    const PruneVerdict verdict = JudgeEntry(scope, entry.path);
-    if (verdict == PruneVerdict::kCandidate) candidates.push_back(entry.path);
-    if (verdict == PruneVerdict::kRemove) (void)platform::RemoveEntry(folder.Get(), entry.path);
-    // Nothing below any other folder can have a name that begins with the stem.
-    return verdict != PruneVerdict::kIgnore;
-  });
-  const std::vector<std::string> victims =
-      ChooseVictims(scope, std::move(candidates), keptDays + 1);
-  for (const std::string& victim : victims) {
-    (void)platform::RemoveEntry(folder.Get(), victim);
-  }
+  CandidateChoice choice(scope, keptDays + 1);
+  RemoveTooOld(folder.Get(), scope, &choice);
+  RemoveVictims(folder.Get(), scope, choice);
   return false;
 }
 

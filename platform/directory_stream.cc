@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include "platform/interrupted_call.h"
+#include "platform/system_calls.h"
 #include "platform/unique_fd.h"
 
 namespace platform {
@@ -46,7 +47,8 @@ void DirectoryStream::Rewind() { ::rewinddir(stream_.get()); }
 bool IsFolderEntry(int folder, const char* name, unsigned char type) {
   if (type != DT_UNKNOWN) return type == DT_DIR;
   struct stat status = {};
-  return ::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+  return Calls().fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+         S_ISDIR(status.st_mode);
 }
 
 }  // namespace platform

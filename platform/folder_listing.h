@@ -14,19 +14,29 @@ namespace platform {
 // names no folder or it cannot be read.
 [[nodiscard]] bool ListFolder(const std::string& path, std::vector<std::string>* names);
 
-struct WalkEntry {
-  std::string path;  // relative to the walked folder, e.g. "sub/file"
-  bool isFolder;     // a real folder, not a link to one
+// What a walk does with an entry that it came to.
+enum class WalkStep {
+  kPass,    // nothing; what is in a directory is not visited
+  kEnter,   // visits what is in it, if it is a directory
+  kRemove,  // removes it as `remove` does; if it is a directory that stays, visits what is in it
 };
 
-// enumeratorAtPath: of NSFileManager: everything below a folder, each folder
-// before what is in it, in no particular order among siblings. Links are
-// reported and never entered, nor are mount points in the POSIX half. `visit` is
-// called for each entry; for a folder its result says whether to enter it
-// (skipDescendants), for anything else it does not matter. `visit` may remove the
-// entry that it was handed. A root that is missing or no folder yields nothing;
-// what cannot be read is passed over, and in the macOS half what has no UTF-8 form.
-void WalkFolder(const std::string& root, const std::function<bool(const WalkEntry&)>& visit);
+// Visits everything below an open directory, each directory before what is in it, in no particular
+// order among siblings. (On macOS: enumeratorAtPath: of NSFileManager.) `visit` gets each entry's
+// path relative to the directory, e.g. "sub/file", and says what to do with the entry. Links are
+// visited and may be removed, but never followed. What cannot be read or removed is passed over.
+//
+// `folder` is any handle on the directory, `path` is what it was opened by.
+//
+// POSIX half: goes by the handle alone, whatever is moved meanwhile, and enters no mount point.
+// Holds three descriptors at most, whatever the depth, and only the names of directories that are
+// still to be entered. Visits no more entries of a directory than it had when its turn came, so
+// that nobody who goes on making entries keeps the walk going.
+//
+// macOS half: finds entries by `path` and removes them below the handle. Passes over what has no
+// UTF-8 form.
+void WalkFolder(int folder, const std::string& path,
+                const std::function<WalkStep(const std::string& entry)>& visit);
 
 }  // namespace platform
 

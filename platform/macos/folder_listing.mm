@@ -7,6 +7,7 @@
 #import <Foundation/NSPathUtilities.h>
 #include <optional>
 
+#include "platform/entry_removal.h"
 #include "platform/macos/foundation_text.h"
 
 namespace platform {
@@ -27,24 +28,26 @@ bool ListFolder(const std::string& path, std::vector<std::string>* names) {
   }
 }
 
-void WalkFolder(const std::string& root, const std::function<bool(const WalkEntry&)>& visit) {
+void WalkFolder(int folder, const std::string& path,
+                const std::function<WalkStep(const std::string& entry)>& visit) {
   @autoreleasepool {
     // Whether the enumerator follows a link in its own place, its documentation does not say. Only
     // "/tmp" and its like stay links: the call takes "/private" off again.
-    NSString* const folder = [ToFoundationPath(root) stringByResolvingSymlinksInPath];
-    if (folder == nil) return;
+    NSString* const root = [ToFoundationPath(path) stringByResolvingSymlinksInPath];
+    if (root == nil) return;
     NSDirectoryEnumerator* const enumerator =
-        [[NSFileManager defaultManager] enumeratorAtPath:folder];
+        [[NSFileManager defaultManager] enumeratorAtPath:root];
     for (;;) {
       // A pool for each entry: a walk may be long.
       @autoreleasepool {
         NSString* const entry = [enumerator nextObject];
         if (entry == nil) return;
-        const std::optional<std::string> path = FromFoundation(entry);
         const bool isFolder =
             [[[enumerator fileAttributes] fileType] isEqualToString:NSFileTypeDirectory];
-        const bool enter = path && visit({.path = *path, .isFolder = isFolder});
-        if (isFolder && !enter) [enumerator skipDescendents];
+        const std::optional<std::string> found = FromFoundation(entry);
+        const WalkStep step = found ? visit(*found) : WalkStep::kPass;
+        if (step == WalkStep::kRemove) (void)RemoveEntry(folder, *found);
+        if (step == WalkStep::kPass && isFolder) [enumerator skipDescendents];
       }
     }
   }

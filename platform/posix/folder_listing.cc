@@ -1,6 +1,7 @@
 #include "platform/folder_listing.h"
 
 #include <cstddef>
+#include <fcntl.h>
 #include <functional>
 #include <string>
 #include <utility>
@@ -9,32 +10,54 @@
 #include "platform/directory_stream.h"
 #include "platform/path_walk.h"
 #include "platform/posix/folder_descent.h"
+#include "platform/posix/item_handle.h"
+#include "platform/system_calls.h"
 #include "platform/unique_fd.h"
 
 namespace platform {
 
 namespace {
 
-struct Entry {
-  std::string name;
-  bool isFolder = false;
-};
-
-// A folder on the way down.
+// A directory on the way down.
 struct Level {
-  std::size_t pathLength = 0;  // of its path and a "/"; 0 for the first
-  std::vector<Entry> entries;  // still to be visited
+  std::size_t pathLength = 0;        // of its path and a "/"; 0 for the first
+  std::vector<std::string> folders;  // in it, still to be entered
 };
 
-// Returns 0 or the error number; `entries` has what was read until then.
-int ReadEntries(DirectoryStream* stream, std::vector<Entry>* entries) {
-  for (;;) {
+std::size_t CountEntries(DirectoryStream* stream) {
+  const char* name = nullptr;
+  unsigned char type = 0;
+  std::size_t count = 0;
+  while (stream->Next(&name, &type) == 0 && name != nullptr) ++count;
+  stream->Rewind();
+  return count;
+}
+
+// Takes a step at an entry. Returns whether the entry is a directory that is to be entered.
+bool Take(WalkStep step, int folder, const char* name, unsigned char type) {
+  if (step == WalkStep::kPass) return false;
+  const bool isFolder = IsFolderEntry(folder, name, type);
+  if (step == WalkStep::kRemove &&
+      Calls().unlinkat(folder, name, isFolder ? AT_REMOVEDIR : 0) == 0) {
+    return false;
+  }
+  return isFolder;
+}
+
+// Visits the entries of one directory. `path` is the directory's and a "/".
+void VisitEntries(DirectoryStream* stream, const std::function<WalkStep(const std::string&)>& visit,
+                  std::string* path, std::vector<std::string>* folders) {
+  const std::size_t pathLength = path->size();
+  // Counted first: somebody may make entries as fast as they are removed, for ever.
+  for (std::size_t left = CountEntries(stream); left > 0; --left) {
     const char* name = nullptr;
     unsigned char type = 0;
-    const int error = stream->Next(&name, &type);
-    if (error != 0 || name == nullptr) return error;
-    entries->push_back({.name = name, .isFolder = IsFolderEntry(stream->Fd(), name, type)});
+    if (stream->Next(&name, &type) != 0 || name == nullptr) break;
+    path->resize(pathLength);
+    *path += name;
+    if (Take(visit(*path), stream->Fd(), name, type)) folders->emplace_back(name);
   }
+  path->resize(pathLength);
 }
 
 }  // namespace
@@ -43,47 +66,50 @@ bool ListFolder(const std::string& path, std::vector<std::string>* names) {
   // By its name in the folder that holds it: listing takes no right to search it.
   LocatedItem item;
   DirectoryStream stream;
-  std::vector<Entry> entries;
   if (LocateItem(path, LastLink::kFollow, &item) != 0 ||
-      stream.Open(item.folder.Get(), item.name.c_str()) != 0 ||
-      ReadEntries(&stream, &entries) != 0) {
+      stream.Open(item.folder.Get(), item.name.c_str()) != 0) {
     return false;
   }
-  names->clear();
-  for (Entry& entry : entries) names->push_back(std::move(entry.name));
+  std::vector<std::string> found;
+  for (;;) {
+    const char* name = nullptr;
+    unsigned char type = 0;
+    if (stream.Next(&name, &type) != 0) return false;
+    if (name == nullptr) break;
+    found.emplace_back(name);
+  }
+  *names = std::move(found);
   return true;
 }
 
-void WalkFolder(const std::string& root, const std::function<bool(const WalkEntry&)>& visit) {
-  UniqueFd folder;
+void WalkFolder(int folder, const std::string& /*path*/,
+                const std::function<WalkStep(const std::string& entry)>& visit) {
+  UniqueFd root;
   FolderDescent descent;
   DirectoryStream stream;
-  if (OpenFolder(root, &folder) != 0 || descent.Begin(std::move(folder)) != 0 ||
+  if (OpenItemHandle(folder, ".", &root) != 0 || descent.Begin(std::move(root)) != 0 ||
       descent.OpenChild(".", &stream) != 0) {
     return;
   }
-  std::vector<Level> levels(1);
-  (void)ReadEntries(&stream, &levels.back().entries);
   std::string path;
+  std::vector<Level> levels(1);
+  VisitEntries(&stream, visit, &path, &levels.back().folders);
   for (;;) {
     Level& level = levels.back();
-    if (level.entries.empty()) {
+    if (level.folders.empty()) {
       levels.pop_back();
       if (levels.empty() || descent.Leave() != 0) return;
       continue;
     }
-    const Entry entry = std::move(level.entries.back());
-    level.entries.pop_back();
+    const std::string name = std::move(level.folders.back());
+    level.folders.pop_back();
+    if (descent.OpenChild(name.c_str(), &stream) != 0) continue;
     path.resize(level.pathLength);
-    path += entry.name;
-    if (!visit({.path = path, .isFolder = entry.isFolder}) || !entry.isFolder) continue;
-
-    Level below;
-    if (descent.OpenChild(entry.name.c_str(), &stream) != 0) continue;
-    (void)ReadEntries(&stream, &below.entries);
-    if (below.entries.empty() || descent.Enter(stream) != 0) continue;
+    path += name;
     path += '/';
-    below.pathLength = path.size();
+    Level below = {.pathLength = path.size(), .folders = {}};
+    VisitEntries(&stream, visit, &path, &below.folders);
+    if (below.folders.empty() || descent.Enter(stream) != 0) continue;
     levels.push_back(std::move(below));
   }
 }

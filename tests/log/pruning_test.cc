@@ -1,15 +1,27 @@
 #include "log/pruning.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <climits>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <map>
 #include <optional>
+#include <random>
+#include <set>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "platform/system_calls_for_testing.h"
+#include "platform/unique_fd.h"
 #include "tests/support/after_removal.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/files.h"
@@ -107,44 +119,104 @@ TEST(JudgeEntry, RemovesEveryOther) {
   }
 }
 
-TEST(ChooseVictims, ChoosesTheOldestOfTooMany) {
+using Fate = CandidateChoice::Fate;
+
+CandidateChoice Choose(const PruneScope& scope, std::size_t kept, const Names& candidates) {
+  CandidateChoice choice(scope, kept);
+  for (const std::string& candidate : candidates) choice.Add(candidate);
+  return choice;
+}
+
+// Those that go where there are few, in the order that they go.
+Names ChooseVictims(const PruneScope& scope, std::size_t kept, const Names& candidates) {
+  const CandidateChoice choice = Choose(scope, kept, candidates);
+  EXPECT_FALSE(choice.HasYoungerVictims());
+  return {choice.OldestVictims().begin(), choice.OldestVictims().end()};
+}
+
+TEST(CandidateChoice, LetsTheOldestOfTooManyGo) {
   EXPECT_EQ(
-      ChooseVictims(FourDays(),
+      ChooseVictims(FourDays(), 3,
                     {"Ixer 2026-11-16 03-00-00.log", "Ixer.log", "Ixer 2026-11-14 09-00-00.log",
-                     "Ixer 2026-11-16 01-00-00.log", "Ixer 2026-11-15 00-00-00.log"},
-                    3),
+                     "Ixer 2026-11-16 01-00-00.log", "Ixer 2026-11-15 00-00-00.log"}),
       (Names{"Ixer 2026-11-14 09-00-00.log", "Ixer 2026-11-15 00-00-00.log"}));
 }
 
-TEST(ChooseVictims, ChoosesNoneWhileThereAreNotTooMany) {
-  EXPECT_EQ(ChooseVictims(FourDays(), {}, 5), Names{});
-  EXPECT_EQ(ChooseVictims(FourDays(), {"Ixer 2026-11-16 a", "Ixer 2026-11-16 b"}, 2), Names{});
-  EXPECT_EQ(ChooseVictims(FourDays(), {"Ixer 2026-11-16 a", "Ixer 2026-11-16 b"}, 3), Names{});
+TEST(CandidateChoice, LetsNoneGoWhileThereAreNotTooMany) {
+  EXPECT_EQ(ChooseVictims(FourDays(), 5, {}), Names{});
+  EXPECT_EQ(ChooseVictims(FourDays(), 2, {"Ixer 2026-11-16 a", "Ixer 2026-11-16 b"}), Names{});
+  EXPECT_EQ(ChooseVictims(FourDays(), 3, {"Ixer 2026-11-16 a", "Ixer 2026-11-16 b"}), Names{});
 }
 
-TEST(ChooseVictims, CountsToTheLimitWithoutALiveFileToo) {
-  EXPECT_EQ(ChooseVictims(FourDays(), {"Ixer 2026-11-16 b", "Ixer 2026-11-16 a"}, 1),
+TEST(CandidateChoice, CountsToTheLimitWithoutALiveFileToo) {
+  EXPECT_EQ(ChooseVictims(FourDays(), 1, {"Ixer 2026-11-16 b", "Ixer 2026-11-16 a"}),
             Names{"Ixer 2026-11-16 a"});
 }
 
-TEST(ChooseVictims, NeverChoosesTheLiveFile) {
-  EXPECT_EQ(ChooseVictims(FourDays(), {"Ixer.log"}, 0), Names{});
-  EXPECT_EQ(ChooseVictims(FourDays(), {"Ixer.log", "Ixer 2026-11-16 a"}, 0),
+TEST(CandidateChoice, NeverLetsTheLiveFileGo) {
+  EXPECT_EQ(ChooseVictims(FourDays(), 0, {"Ixer.log"}), Names{});
+  EXPECT_EQ(ChooseVictims(FourDays(), 0, {"Ixer.log", "Ixer 2026-11-16 a"}),
             Names{"Ixer 2026-11-16 a"});
 }
 
-TEST(ChooseVictims, CountsALiveFileThatSortsFirstAmongThoseThatStay) {
+TEST(CandidateChoice, CountsALiveFileThatSortsFirstAmongThoseThatStay) {
   const PruneScope scope = MakePruneScope("/a/Ixer", kFourDays);
-  EXPECT_EQ(ChooseVictims(
-                scope, {"Ixer 2026-11-16 c", "Ixer 2026-11-16 b", "Ixer", "Ixer 2026-11-16 a"}, 2),
-            (Names{"Ixer 2026-11-16 a", "Ixer 2026-11-16 b"}));
+  for (const Names& candidates :
+       {Names{"Ixer 2026-11-16 c", "Ixer 2026-11-16 b", "Ixer", "Ixer 2026-11-16 a"},
+        Names{"Ixer", "Ixer 2026-11-16 a", "Ixer 2026-11-16 b", "Ixer 2026-11-16 c"},
+        Names{"Ixer 2026-11-16 a", "Ixer 2026-11-16 b", "Ixer 2026-11-16 c", "Ixer"}}) {
+    EXPECT_EQ(ChooseVictims(scope, 2, candidates),
+              (Names{"Ixer 2026-11-16 a", "Ixer 2026-11-16 b"}));
+  }
 }
 
-TEST(ChooseVictims, SortsByBytes) {
-  EXPECT_EQ(
-      ChooseVictims(FourDays(),
-                    {"Ixer 2026-11-16 \xc3\xa9", "Ixer 2026-11-16 a", "Ixer 2026-11-16 Z"}, 0),
-      (Names{"Ixer 2026-11-16 Z", "Ixer 2026-11-16 a", "Ixer 2026-11-16 \xc3\xa9"}));
+TEST(CandidateChoice, GoesByBytes) {
+  EXPECT_EQ(ChooseVictims(FourDays(), 0,
+                          {"Ixer 2026-11-16 \xc3\xa9", "Ixer 2026-11-16 a", "Ixer 2026-11-16 Z"}),
+            (Names{"Ixer 2026-11-16 Z", "Ixer 2026-11-16 a", "Ixer 2026-11-16 \xc3\xa9"}));
+}
+
+TEST(CandidateChoice, CountsTheSameCandidateOnce) {
+  EXPECT_EQ(ChooseVictims(FourDays(), 2,
+                          {"Ixer 2026-11-16 b", "Ixer 2026-11-16 b", "Ixer 2026-11-16 a",
+                           "Ixer 2026-11-16 b"}),
+            Names{});
+}
+
+TEST(CandidateChoice, HoldsNoMoreThanItTakes) {
+  const std::size_t victims = 10 * CandidateChoice::kMostByAge;
+  const auto name = [](std::size_t i) {
+    return "Ixer 2026-11-16 " + std::string(1, static_cast<char>('A' + i / 26)) +
+           std::string(1, static_cast<char>('a' + i % 26));
+  };
+  Names names;
+  for (std::size_t i = 0; i < victims + 4; ++i) names.push_back(name(i));
+  Names shuffled = names;
+  std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(1));
+  shuffled.emplace_back("Ixer.log");
+  const CandidateChoice choice = Choose(FourDays(), 5, shuffled);
+  ASSERT_EQ(choice.OldestVictims().size(), CandidateChoice::kMostByAge);
+  EXPECT_TRUE(choice.HasYoungerVictims());
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    SCOPED_TRACE(names[i]);
+    EXPECT_EQ(choice.OldestVictims().count(names[i]), i < CandidateChoice::kMostByAge ? 1U : 0U);
+    EXPECT_EQ(choice.Judge(names[i]), i < CandidateChoice::kMostByAge ? Fate::kGoesByAge
+                                      : i < victims                   ? Fate::kGoes
+                                                                      : Fate::kStays);
+  }
+  EXPECT_EQ(choice.Judge("Ixer.log"), Fate::kStays);
+}
+
+TEST(CandidateChoice, LetsAllButTheLiveFileGoWhereThatAloneStays) {
+  Names names(CandidateChoice::kMostByAge + 1);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    names[i] = "Ixer 2026-11-16 " + std::to_string(100 + i);
+  }
+  names.emplace_back("Ixer.log");
+  const CandidateChoice choice = Choose(FourDays(), 1, names);
+  EXPECT_TRUE(choice.HasYoungerVictims());
+  EXPECT_EQ(choice.Judge(names[CandidateChoice::kMostByAge]), Fate::kGoes);
+  EXPECT_EQ(choice.Judge("Ixer.log"), Fate::kStays);
 }
 
 class PruneOldLogsTest : public testing::Test {
@@ -376,6 +448,50 @@ TEST_F(PruneOldLogsTest, RemovesWhereTheFolderWasWhenThePruningBegan) {
   EXPECT_TRUE(test::IsThere(At("moved/Ixer 2026-11-16 b")));
 }
 
+TEST_F(PruneOldLogsTest, RemovesTooManyCandidatesByAge) {
+  static Names removed;
+  removed.clear();
+  PutLogs({"Ixer.log", "Ixer 2026-11-16 b", "Ixer 2026-11-15 c", "Ixer 2026-11-16 a",
+           "Ixer 2026-11-13 d", "Ixer 2026-11-14 e", "Ixer 2026-11-15 x/f", "Ixer 2026-11-16 g",
+           "Ixer 2026-11-16 h"});
+  platform::ScopedSystemCalls system;
+  system->unlinkat = [](int folder, const char* name, int flags) {
+    removed.emplace_back(name);
+    return ::unlinkat(folder, name, flags);
+  };
+  Prune();
+  EXPECT_EQ(removed, (Names{"Ixer 2026-11-13 d", "Ixer 2026-11-14 e", "Ixer 2026-11-15 c",
+                            "Ixer 2026-11-15 x", "f"}));
+}
+
+TEST_F(PruneOldLogsTest, RemovesAnyNumberOfCandidates) {
+  PutLogs({"Ixer.log"});
+  for (int i = 1000; i < 1500; ++i) PutLogs({"Ixer 2026-11-16 " + std::to_string(i)});
+  Prune();
+  EXPECT_EQ(Logs(), (Names{"Ixer 2026-11-16 1496", "Ixer 2026-11-16 1497", "Ixer 2026-11-16 1498",
+                           "Ixer 2026-11-16 1499", "Ixer.log"}));
+}
+
+TEST_F(PruneOldLogsTest, TriesToRemoveEachOfManyOnce) {
+  static std::map<std::string, int> tries;
+  tries.clear();
+  PutLogs({"Ixer.log"});
+  for (int i = 1000; i < 1200; ++i) PutLogs({"Ixer 2026-11-16 " + std::to_string(i) + "/file"});
+  platform::ScopedSystemCalls system;
+  system->unlinkat = [](int folder, const char* name, int flags) {
+    ++tries[name];
+    return ::unlinkat(folder, name, flags);
+  };
+  Prune();
+  // Of 400 candidates 4 stay: two folders and what is in them.
+  EXPECT_EQ(tries.size(), 198U + 1U);
+  for (const auto& [name, times] : tries) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(times, name == "file" ? 198 : 1);
+  }
+  EXPECT_EQ(Logs().size(), 1U + 200U + 2U);
+}
+
 TEST_F(PruneOldLogsTest, GoesOnAfterWhatCannotBeRemoved) {
   static int calls;
   calls = 0;
@@ -406,6 +522,56 @@ TEST_F(PruneOldLogsTest, FollowsALinkToTheFolderUnderTheOwnerRule) {
   EXPECT_EQ(Logs(), Names{"Ixer.log"});
 }
 
+// A handle on a directory that is made in another one.
+platform::UniqueFd MakeBelow(const platform::UniqueFd& directory, const std::string& name) {
+  EXPECT_EQ(::mkdirat(directory.Get(), name.c_str(), 0755), 0);
+  return platform::UniqueFd(
+      ::openat(directory.Get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+void PutFileIn(const platform::UniqueFd& directory, const std::string& name) {
+  const platform::UniqueFd file(
+      ::openat(directory.Get(), name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+  EXPECT_TRUE(file) << name;
+}
+
+bool IsIn(const platform::UniqueFd& directory, const std::string& name) {
+  return ::faccessat(directory.Get(), name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+TEST_F(PruneOldLogsTest, RemovesWhatAPathReachesAndNoMore) {
+  const struct {
+    std::string top;
+    std::size_t nameLength;
+  } rows[] = {
+      {"Ixer old", 99},
+      {"Ixer 2026-11-16 many", 20},  // more candidates than are held
+      {"Ixer 2026-11-16 few", 240},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.top);
+    const test::ScopedTempDir dir;
+    test::MakeDirs(dir.Join(row.top));
+    platform::UniqueFd directory(
+        ::open(dir.Join(row.top).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // What is left for the last name of a path.
+    std::size_t left = PATH_MAX - 1 - dir.Join(row.top + "/").size();
+    for (; left > 250; left -= row.nameLength + 1) {
+      PutFileIn(directory, "a");
+      directory = MakeBelow(directory, std::string(row.nameLength, 'd'));
+    }
+    PutFileIn(directory, std::string(left, 'd'));
+    PutFileIn(directory, std::string(left + 1, 'd'));
+    PutFileIn(directory, "newest");
+    const platform::UniqueFd lowest = MakeBelow(directory, std::string(left - 1, 'd'));
+    PutFileIn(lowest, "a");
+    PruneAt(kNoon, "UTC", dir.Join("Ixer.log"), 1);
+    EXPECT_FALSE(IsIn(directory, std::string(left, 'd')));
+    EXPECT_TRUE(IsIn(directory, std::string(left + 1, 'd')));
+    EXPECT_TRUE(IsIn(lowest, "a"));
+  }
+}
+
 TEST_F(PruneOldLogsTest, DoesNothingWithoutAFolder) {
   PutLogs({"Ixer old"});
   EXPECT_FALSE(PruneOldLogs(At("missing/Ixer.log"), 4));
@@ -424,6 +590,145 @@ TEST_F(PruneOldLogsTest, AcceptsARelativePath) {
     EXPECT_FALSE(PruneOldLogs("logs/Ixer.log", 4));
   });
   EXPECT_EQ(Logs(), Names{"Ixer.log"});
+}
+
+// Prunes as one would without a thought of cost: collects every candidate, sorts them, and removes
+// the oldest by their paths.
+class PlainPruning {
+ public:
+  explicit PlainPruning(PruneScope scope) : scope_(std::move(scope)) {}
+
+  // Returns how many candidates had to go.
+  std::size_t Prune(std::size_t kept) {
+    Walk("");
+    const std::size_t excess = candidates_.size() - std::min(candidates_.size(), kept);
+    std::sort(candidates_.begin(), candidates_.end());
+    std::erase(candidates_, scope_.liveLeaf);
+    candidates_.resize(std::min(candidates_.size(), excess));
+    for (const std::string& victim : candidates_) (void)std::remove(At(victim).c_str());
+    return candidates_.size();
+  }
+
+ private:
+  [[nodiscard]] std::string At(const std::string& entry) const {
+    return scope_.folder + "/" + entry;
+  }
+
+  void Walk(const std::string& directory) {
+    Names names;
+    for (const auto& entry : std::filesystem::directory_iterator(At(directory))) {
+      names.push_back(entry.path().filename().string());
+    }
+    for (const std::string& name : names) {
+      const std::string entry = directory.empty() ? name : directory + "/" + name;
+      const PruneVerdict verdict = JudgeEntry(scope_, entry);
+      if (verdict == PruneVerdict::kCandidate) candidates_.push_back(entry);
+      if (verdict == PruneVerdict::kRemove) (void)std::remove(At(entry).c_str());
+      if (std::filesystem::is_directory(std::filesystem::symlink_status(At(entry)))) Walk(entry);
+    }
+  }
+
+  PruneScope scope_;
+  Names candidates_;
+};
+
+struct PlannedItem {
+  std::string path;
+  char kind;  // of a file, a directory or a link
+};
+
+// A tree of names that begin with the stem, or nearly so, and of names that sort around a "/".
+class RandomPlan {
+ public:
+  explicit RandomPlan(unsigned seed) : random_(seed) {
+    Fill("", seed % 8 == 0 ? 25 : 8, 0);
+    // More candidates than are held.
+    if (seed % 8 == 0) Fill(AddDirectory("Ixer 2026-11-16 m"), 120, 2);
+  }
+  [[nodiscard]] const std::vector<PlannedItem>& Items() const { return items_; }
+
+  void Make(const std::string& root) const {
+    for (const PlannedItem& item : items_) {
+      const std::string path = root + "/" + item.path;
+      if (item.kind == 'd') test::MakeDirs(path);
+      if (item.kind == 'f') test::PutFile(path, "");
+      if (item.kind == 'l') test::MakeLink(path, "..");
+    }
+  }
+
+ private:
+  std::string AddDirectory(const std::string& path) {
+    items_.push_back({path, 'd'});
+    return path + "/";
+  }
+
+  [[nodiscard]] unsigned Below(unsigned end) { return static_cast<unsigned>(random_() % end); }
+
+  void Fill(const std::string& above, unsigned most, int depth) {
+    static constexpr std::array<const char*, 16> kTops = {"Ixer.log",
+                                                          "Ixer",
+                                                          "Ixer old",
+                                                          "Ixer old.log",
+                                                          "Ixer 2026-11-16",
+                                                          "Ixer 2026-11-16 a",
+                                                          "Ixer 2026-11-16 a-",
+                                                          "Ixer 2026-11-16 a.log",
+                                                          "Ixer 2026-11-15 b",
+                                                          "Ixer 2026-11-13 c",
+                                                          "Ixer 2026-11-12 z",
+                                                          "Ixer.log.gz",
+                                                          "other",
+                                                          ".hidden",
+                                                          "ixer",
+                                                          "Ixer 2026-11-160"};
+    static constexpr std::array<const char*, 8> kOthers = {
+        "a", "a b", "a-", "a.b", ".c", "Ixer.log", "Ixer 2026-11-16 a", "z"};
+    std::set<std::string> names;
+    for (unsigned left = Below(most + 1); left > 0; --left) {
+      std::string name = depth == 0 ? kTops[Below(kTops.size())] : kOthers[Below(kOthers.size())];
+      if (most > 16) name += std::to_string(Below(100));
+      names.insert(name);
+    }
+    for (const std::string& name : names) {
+      const unsigned kind = Below(10);
+      if (kind < 3 && depth < 4) {
+        Fill(AddDirectory(above + name), depth == 0 ? 6 : 4, depth + 1);
+      } else {
+        items_.push_back({above + name, kind < 8 ? 'f' : 'l'});
+      }
+    }
+  }
+
+  std::mt19937 random_;
+  std::vector<PlannedItem> items_;
+};
+
+Names PathsBelow(const std::string& root) {
+  Names paths;
+  for (const auto& [path, item] : test::ReadTree(root)) paths.push_back(path);
+  return paths;
+}
+
+TEST_F(PruneOldLogsTest, LeavesWhatPlainPruningLeaves) {
+  std::size_t mostVictims = 0;
+  for (unsigned seed = 0; seed < 48; ++seed) {
+    SCOPED_TRACE(seed);
+    const RandomPlan plan(seed);
+    const test::ScopedTempDir dir;
+    for (const char* tree : {"/plain", "/pruned"}) {
+      test::MakeDirs(dir.Path() + tree);
+      plan.Make(dir.Path() + tree);
+    }
+    const std::string live = seed % 3 == 0 ? "/Ixer" : "/Ixer.log";
+    const int days = std::array{4, 1, 0}[seed / 3 % 3];
+    const auto keptDays = static_cast<std::size_t>(days);
+    const Names dates(kFourDays.begin(), kFourDays.begin() + days);
+    PlainPruning plain(MakePruneScope(dir.Join("plain") + live, dates));
+    mostVictims = std::max(mostVictims, plain.Prune(keptDays + 1));
+    PruneAt(kNoon, "UTC", dir.Join("pruned") + live, days);
+    EXPECT_EQ(PathsBelow(dir.Join("pruned")), PathsBelow(dir.Join("plain")));
+  }
+  EXPECT_GT(mostVictims, CandidateChoice::kMostByAge + 10);
 }
 
 }  // namespace

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdio>
 #include <gtest/gtest.h>
 #include <map>
 #include <string>
 #include <unistd.h>
 
+#include "platform/path_walk.h"
+#include "platform/unique_fd.h"
 #include "tests/platform/folder_names.h"
 #include "tests/support/files.h"
 #include "tests/support/known_faults.h"
@@ -20,6 +23,7 @@ namespace {
 using test::List;
 using test::Names;
 using test::Walk;
+using test::WalkAt;
 
 constexpr uid_t kUser = 1001;
 
@@ -119,13 +123,13 @@ TEST_F(WalkFolderTest, VisitsEverythingBelow) {
   test::MakeDirs(At("a/empty"));
   test::MakeFifo(At("a/fifo"));
   const Names expected = {".hidden",
-                          "empty/",
+                          "empty",
                           "fifo",
                           "file",
-                          "sub/",
-                          "sub/inner/",
+                          "sub",
+                          "sub/inner",
                           "sub/inner/deep",
-                          "sub/inner/deeper/",
+                          "sub/inner/deeper",
                           "sub/inner/deeper/x",
                           "sub/last"};
   EXPECT_EQ(expected, Walk(At("a")));
@@ -137,9 +141,9 @@ TEST_F(WalkFolderTest, VisitsEachFolderBeforeWhatIsInIt) {
   test::PutFile(At("a/b/x"), "x");
   test::PutFile(At("a/e/y"), "x");
   std::map<std::string, std::size_t> places;
-  WalkFolder(At("a"), [&](const WalkEntry& entry) {
-    places.emplace(entry.path, places.size());
-    return true;
+  WalkAt(At("a"), [&](const std::string& entry) {
+    places.emplace(entry, places.size());
+    return WalkStep::kEnter;
   });
   ASSERT_EQ(6U, places.size());
   EXPECT_LT(places["b"], places["b/c"]);
@@ -161,40 +165,72 @@ TEST_F(WalkFolderTest, ReportsLinksAndDoesNotEnterThem) {
 TEST_F(WalkFolderTest, FollowsALinkToTheFolderItself) {
   test::PutFile(At("a/b/file"), "x");
   test::MakeLink(At("link"), "a");
-  EXPECT_EQ((Names{"b/", "b/file"}), Walk(At("link")));
+  EXPECT_EQ((Names{"b", "b/file"}), Walk(At("link")));
 }
 
-TEST_F(WalkFolderTest, SkipsAFolderOnRequest) {
-  test::PutFile(At("a/skip/x"), "x");
-  test::PutFile(At("a/enter/skip/x"), "x");
+TEST_F(WalkFolderTest, PassesAFolderOnRequest) {
+  test::PutFile(At("a/pass/x"), "x");
+  test::PutFile(At("a/enter/pass/x"), "x");
   test::PutFile(At("a/enter/y"), "x");
   test::PutFile(At("a/z"), "x");
   Names paths;
-  WalkFolder(At("a"), [&](const WalkEntry& entry) {
-    paths.push_back(entry.path);
-    return entry.path == "enter";
+  WalkAt(At("a"), [&](const std::string& entry) {
+    paths.push_back(entry);
+    return entry == "enter" ? WalkStep::kEnter : WalkStep::kPass;
   });
   std::sort(paths.begin(), paths.end());
-  EXPECT_EQ((Names{"enter", "enter/skip", "enter/y", "skip", "z"}), paths);
+  EXPECT_EQ((Names{"enter", "enter/pass", "enter/y", "pass", "z"}), paths);
 }
 
-TEST_F(WalkFolderTest, LetsTheVisitorRemoveTheEntry) {
+TEST_F(WalkFolderTest, RemovesEntriesOnRequest) {
   for (int i = 0; i < 300; ++i) {
     test::PutFile(At("a/f" + std::to_string(i)), "x");
     test::PutFile(At("a/sub/f" + std::to_string(i)), "x");
     test::MakeDirs(At("a/sub/empty" + std::to_string(i)));
   }
   int visits = 0;
-  WalkFolder(At("a"), [&](const WalkEntry& entry) {
+  WalkAt(At("a"), [&](const std::string& entry) {
     ++visits;
-    if (entry.path != "sub") {
-      EXPECT_EQ(0, std::remove(At("a/" + entry.path).c_str())) << entry.path;
-    }
-    return true;
+    return entry == "sub" ? WalkStep::kEnter : WalkStep::kRemove;
   });
   EXPECT_EQ(901, visits);
   EXPECT_EQ(Names{"sub"}, List(At("a")));
   EXPECT_EQ(Names{}, List(At("a/sub")));
+}
+
+TEST_F(WalkFolderTest, RemovesLinksThemselves) {
+  test::PutFile(At("outside/file"), "x");
+  test::MakeDirs(At("a"));
+  test::MakeLink(At("a/toFolder"), "../outside");
+  test::MakeLink(At("a/toFile"), "../outside/file");
+  test::MakeLink(At("a/dangling"), "missing");
+  WalkAt(At("a"), [](const std::string& /*entry*/) { return WalkStep::kRemove; });
+  EXPECT_EQ(Names{}, List(At("a")));
+  EXPECT_EQ("x", test::GetFile(At("outside/file")));
+}
+
+TEST_F(WalkFolderTest, EntersAFolderThatItCouldNotRemove) {
+  test::PutFile(At("a/full/inner/file"), "x");
+  test::MakeDirs(At("a/full/empty"));
+  Names paths;
+  WalkAt(At("a"), [&](const std::string& entry) {
+    paths.push_back(entry);
+    return WalkStep::kRemove;
+  });
+  std::sort(paths.begin(), paths.end());
+  EXPECT_EQ((Names{"full", "full/empty", "full/inner", "full/inner/file"}), paths);
+  EXPECT_EQ((Names{"full", "full/inner"}), Walk(At("a")));
+}
+
+TEST_F(WalkFolderTest, RemovesBelowTheHandle) {
+  test::PutFile(At("a/file"), "x");
+  UniqueFd folder;
+  ASSERT_EQ(0, OpenFolder(At("a"), &folder));
+  ASSERT_EQ(0, ::rename(At("a").c_str(), At("moved").c_str()));
+  test::PutFile(At("a/file"), "kept");
+  WalkFolder(folder.Get(), At("a"), [](const std::string& /*entry*/) { return WalkStep::kRemove; });
+  EXPECT_FALSE(test::IsThere(At("moved/file")));
+  EXPECT_EQ("kept", test::GetFile(At("a/file")));
 }
 
 TEST_F(WalkFolderTest, YieldsNothingWithoutAFolder) {
@@ -218,7 +254,7 @@ TEST_F(WalkFolderTest, PassesOverWhatCannotBeRead) {
   test::SetMode(At("closed"), 0711);
   test::RunInChild([&] {
     ASSERT_EQ(0, ::seteuid(kUser));
-    EXPECT_EQ((Names{"b/", "b/good/", "b/good/x", "b/unreadable/"}), Walk(At("a")));
+    EXPECT_EQ((Names{"b", "b/good", "b/good/x", "b/unreadable"}), Walk(At("a")));
     EXPECT_EQ(Names{}, Walk(At("closed")));
   });
 }
@@ -227,13 +263,13 @@ TEST_F(WalkFolderTest, EndsWhereAFolderIsMovedAway) {
   test::PutFile(At("a/b/c/file"), "x");
   test::PutFile(At("elsewhere/b/other"), "x");
   Names paths;
-  WalkFolder(At("a"), [&](const WalkEntry& entry) {
-    paths.push_back(entry.path);
+  WalkAt(At("a"), [&](const std::string& entry) {
+    paths.push_back(entry);
     // From inside "b/c": the way back from "b" leads elsewhere then.
-    if (entry.path == "b/c/file") {
+    if (entry == "b/c/file") {
       EXPECT_EQ(0, ::rename(At("a/b").c_str(), At("elsewhere/moved").c_str()));
     }
-    return true;
+    return WalkStep::kEnter;
   });
   EXPECT_EQ((Names{"b", "b/c", "b/c/file"}), paths);
 }

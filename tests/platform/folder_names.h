@@ -2,10 +2,13 @@
 #define TESTS_PLATFORM_FOLDER_NAMES_H_
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "platform/folder_listing.h"
+#include "platform/path_walk.h"
+#include "platform/unique_fd.h"
 
 // What the two operations of platform/folder_listing.h tell, sorted.
 
@@ -21,15 +24,23 @@ using Names = std::vector<std::string>;
   return names;
 }
 
-// The paths that a walk visits, folders with a "/" at the end, once for each visit.
+// Walks through the directory at `root`, if there is one.
+inline void WalkAt(const std::string& root,
+                   const std::function<platform::WalkStep(const std::string& entry)>& visit) {
+  platform::UniqueFd folder;
+  if (platform::OpenFolder(root, &folder) != 0) return;
+  platform::WalkFolder(folder.Get(), root, visit);
+}
+
+// The entries that a walk visits, once for each visit, where everything is entered.
 [[nodiscard]] inline Names Walk(const std::string& root) {
-  Names paths;
-  platform::WalkFolder(root, [&](const platform::WalkEntry& entry) {
-    paths.push_back(entry.path + (entry.isFolder ? "/" : ""));
-    return true;
+  Names entries;
+  WalkAt(root, [&](const std::string& entry) {
+    entries.push_back(entry);
+    return platform::WalkStep::kEnter;
   });
-  std::sort(paths.begin(), paths.end());
-  return paths;
+  std::sort(entries.begin(), entries.end());
+  return entries;
 }
 
 }  // namespace test

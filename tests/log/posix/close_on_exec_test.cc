@@ -316,9 +316,11 @@ constexpr Operation kFolderOperations[] = {
     {"walk",
      [](const Place& place) {
        int count = 0;
-       platform::WalkFolder(place.Join("tree"), [&](const platform::WalkEntry&) {
+       platform::UniqueFd folder;
+       EXPECT_EQ(platform::OpenFolder(place.Join("tree"), &folder), 0);
+       platform::WalkFolder(folder.Get(), place.Join("tree"), [&](const std::string&) {
          ++count;
-         return true;
+         return platform::WalkStep::kEnter;
        });
        EXPECT_EQ(count, 2);
      }},

@@ -11,8 +11,10 @@
 #include "platform/item_query.h"
 #include "platform/item_removal.h"
 #include "platform/path_text.h"
+#include "platform/path_walk.h"
 #include "platform/property_list.h"
 #include "platform/symbolic_link.h"
+#include "platform/unique_fd.h"
 #include "tests/support/files.h"
 #include "tests/support/scoped_temp_dir.h"
 #include "tests/support/tree.h"
@@ -46,6 +48,8 @@ TEST(NotUtf8, FailsAsAPathAndTouchesNothing) {
   test::PutFile(dir.Join("a"), "x");
   test::PutFile(dir.Join("folder/file"), "x");
   const test::Tree before = test::ReadTree(dir.Path());
+  UniqueFd folder;
+  ASSERT_EQ(OpenFolder(dir.Path(), &folder), 0);
   for (const char* text : kTexts) {
     SCOPED_TRACE(text);
     const std::string path = dir.Join(text);
@@ -63,12 +67,15 @@ TEST(NotUtf8, FailsAsAPathAndTouchesNothing) {
     EXPECT_FALSE(RemoveItem(path, &errorText));
     EXPECT_NE(errorText, "");
     EXPECT_FALSE(RemoveItem(path, nullptr));
+    errorText.clear();
+    EXPECT_FALSE(RemoveSingleItem(path, &errorText));
+    EXPECT_NE(errorText, "");
     std::vector<std::string> names = {"kept"};
     EXPECT_FALSE(ListFolder(path, &names));
     EXPECT_EQ(names, std::vector<std::string>{"kept"});
-    WalkFolder(path, [](const WalkEntry& entry) {
-      ADD_FAILURE() << entry.path;
-      return true;
+    WalkFolder(folder.Get(), path, [](const std::string& entry) {
+      ADD_FAILURE() << entry;
+      return WalkStep::kEnter;
     });
     EXPECT_FALSE(WriteFileAtomically(path, "new"));
     EXPECT_FALSE(CreateSymbolicLink(path, "x"));

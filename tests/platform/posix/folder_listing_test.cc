@@ -1,10 +1,20 @@
 #include "platform/folder_listing.h"
 
+#include <cstddef>
+#include <cstdio>
+#include <dirent.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
+#include "platform/directory_stream.h"
+#include "platform/system_calls_for_testing.h"
+#include "platform/unique_fd.h"
 #include "tests/platform/folder_names.h"
 #include "tests/support/files.h"
 #include "tests/support/run_in_root.h"
@@ -17,6 +27,7 @@ namespace {
 using test::List;
 using test::Names;
 using test::Walk;
+using test::WalkAt;
 
 constexpr uid_t kUser = 1001;
 
@@ -63,8 +74,79 @@ TEST_F(PosixWalkFolderTest, PassesOverWhatCannotBeSearched) {
   test::SetMode(At("a/b/unsearchable"), 0744);
   test::RunInChild([&] {
     ASSERT_EQ(0, ::seteuid(kUser));
-    EXPECT_EQ((Names{"b/", "b/unsearchable/"}), Walk(At("a")));
+    EXPECT_EQ((Names{"b", "b/unsearchable"}), Walk(At("a")));
   });
+}
+
+TEST_F(PosixWalkFolderTest, RemovesInTheFolderWhereItIsWhereverThatWasMoved) {
+  test::PutFile(At("a/b/c/first"), "x");
+  test::PutFile(At("a/b/c/second"), "x");
+  test::PutFile(At("outside/c/first"), "kept");
+  test::PutFile(At("outside/c/second"), "kept");
+  bool isMoved = false;
+  WalkAt(At("a"), [&](const std::string& entry) {
+    if (!entry.starts_with("b/c/")) return WalkStep::kEnter;
+    if (!std::exchange(isMoved, true)) {
+      EXPECT_EQ(0, ::rename(At("a/b").c_str(), At("moved").c_str()));
+      test::MakeLink(At("a/b"), "../outside");
+    }
+    return WalkStep::kRemove;
+  });
+  EXPECT_EQ(Names{}, List(At("moved/c")));
+  EXPECT_EQ((Names{"first", "second"}), List(At("outside/c")));
+}
+
+TEST_F(PosixWalkFolderTest, EndsThoughSomebodyMakesEntriesAllTheTime) {
+  // More than one call reads.
+  constexpr int kEntries = 4000;
+  for (int i = 0; i < kEntries; ++i) test::PutFile(At("a/" + std::to_string(i)), "");
+  int visits = 0;
+  WalkAt(At("a"), [&](const std::string& /*entry*/) {
+    ++visits;
+    if (visits < 10 * kEntries) test::PutFile(At("a/new" + std::to_string(visits)), "");
+    return WalkStep::kRemove;
+  });
+  EXPECT_LE(visits, kEntries);
+}
+
+TEST_F(PosixWalkFolderTest, NeedsNoMoreDescriptorsTheDeeperItIs) {
+  constexpr int kDepth = 100;
+  std::string path = "a";
+  for (int i = 0; i < kDepth; ++i) path += "/d";
+  test::MakeDirs(At(path));
+  test::RunInChild([&] {
+    const UniqueFd lowest(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const rlim_t few = static_cast<rlim_t>(lowest.Get()) + 10;
+    const rlimit limit = {.rlim_cur = few, .rlim_max = few};
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &limit));
+    EXPECT_EQ(static_cast<std::size_t>(kDepth), Walk(At("a")).size());
+  });
+}
+
+TEST_F(PosixWalkFolderTest, LooksAtNoEntryWhoseKindTheFileSystemTells) {
+  static int looks;
+  looks = 0;
+  test::PutFile(At("a/sub/file"), "x");
+  test::PutFile(At("a/sub/other"), "x");
+  bool isTold = true;
+  {
+    DirectoryStream stream;
+    const char* name = nullptr;
+    unsigned char type = DT_UNKNOWN;
+    ASSERT_EQ(0, stream.Open(AT_FDCWD, At("a/sub").c_str()));
+    ASSERT_EQ(0, stream.Next(&name, &type));
+    isTold = type != DT_UNKNOWN;
+  }
+  ScopedSystemCalls calls;
+  calls->fstatat = [](int folder, const char* name, struct stat* found, int flags) {
+    ++looks;
+    return ::fstatat(folder, name, found, flags);
+  };
+  WalkAt(At("a"), [](const std::string& entry) {
+    return entry == "sub/other" ? WalkStep::kPass : WalkStep::kRemove;
+  });
+  // Of the one that is passed nobody asks the kind.
+  EXPECT_EQ(isTold ? 0 : 2, looks);
 }
 
 TEST(PosixWalkFolder, ReportsMountPointsAndDoesNotEnterThem) {
@@ -75,7 +157,7 @@ TEST(PosixWalkFolder, ReportsMountPointsAndDoesNotEnterThem) {
   test::MakeDirs(dir.Join("tree/bind"));
   test::RunInRoot(dir.Path(),
                   [] {
-                    EXPECT_EQ(Walk("/tree"), (Names{"bind/", "mount/", "plain/", "plain/inner"}));
+                    EXPECT_EQ(Walk("/tree"), (Names{"bind", "mount", "plain", "plain/inner"}));
                   },
                   {.beforeChangeRoot = [&] {
                     ASSERT_EQ(0,
