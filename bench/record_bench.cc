@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -16,10 +15,10 @@
 #include <string>
 #include <sys/ipc.h>
 #include <sys/sem.h>
-#include <system_error>
 #include <unistd.h>
 #include <vector>
 
+#include "bench/temporary_directory.h"
 #include "log/api/level.h"
 #include "log/credential_masking.h"
 #include "log/log_setup.h"
@@ -38,31 +37,6 @@ constexpr const char* kName = "Bench";
 // With its argument a message of 100 bytes.
 constexpr const char* kFormat = "Inside CreateZintShortcut | Directory already present at path %s";
 constexpr const char* kArgument = "/Applications/Velmora Caldris/Ixer4242";
-
-[[noreturn]] void Fail(const char* what) {
-  std::perror(what);
-  std::exit(1);
-}
-
-class TemporaryFolder {
- public:
-  TemporaryFolder()
-      : path_((std::filesystem::canonical(std::filesystem::temp_directory_path()) / "bench.XXXXXX")
-                  .string()) {
-    if (mkdtemp(path_.data()) == nullptr) Fail("mkdtemp");
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  [[nodiscard]] const std::string& Path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 class NobodyAtConsole final : public platform::ConsoleUserSource {
  public:
@@ -97,7 +71,7 @@ class Log {
     target_.emplace(kName);
     if (!dunmar::SetLogFile(*target_, "Bench.log", folder_.Path().c_str()) ||
         !dunmar::LogTargetRegistry::Instance().Register(&*target_)) {
-      Fail("the log cannot be opened");
+      bench::Fail("the log cannot be opened");
     }
     frontEnd_.SetFieldText2(kName);
   }
@@ -111,7 +85,7 @@ class Log {
   }
 
  private:
-  TemporaryFolder folder_;
+  bench::TemporaryDirectory folder_;
   NobodyAtConsole console_;
   OneFolder directories_{folder_.Path()};
   platform::ScopedHost host_;
@@ -123,7 +97,7 @@ class Log {
 class SemaphoreSet {
  public:
   SemaphoreSet() : id_(semget(IPC_PRIVATE, 2, 0600)) {
-    if (id_ == -1) Fail("semget");
+    if (id_ == -1) bench::Fail("semget");
     Add(+1, 0);
   }
   ~SemaphoreSet() { (void)semctl(id_, 0, IPC_RMID); }
@@ -132,7 +106,7 @@ class SemaphoreSet {
 
   void Add(short amount, short flags) const {
     sembuf operation = {.sem_num = 1, .sem_op = amount, .sem_flg = flags};
-    if (semop(id_, &operation, 1) != 0) Fail("semop");
+    if (semop(id_, &operation, 1) != 0) bench::Fail("semop");
   }
 
  private:
@@ -154,7 +128,7 @@ double Median(std::vector<double> values) {
 }
 
 void Empty(const std::string& path) {
-  if (truncate(path.c_str(), 0) != 0) Fail("truncate");
+  if (truncate(path.c_str(), 0) != 0) bench::Fail("truncate");
 }
 
 // Both in turn, block by block, so that whatever else the machine does meets both; the ratio is the
@@ -166,16 +140,16 @@ void RecordAgainstBareCalls(benchmark::State& state) {
 
   writeRecord();
   std::string line;
-  if (!std::getline(std::ifstream(log.At("Bench.log")), line)) Fail("no record was written");
+  if (!std::getline(std::ifstream(log.At("Bench.log")), line)) bench::Fail("no record was written");
   line += '\n';
   const platform::UniqueFd file(
       open(log.At("bare.log").c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
-  if (!file) Fail("open");
+  if (!file) bench::Fail("open");
   const SemaphoreSet semaphores;
   const auto writeBare = [&] {
     semaphores.Add(-1, SEM_UNDO);
     if (write(file.Get(), line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
-      Fail("write");
+      bench::Fail("write");
     }
     semaphores.Add(+1, SEM_UNDO);
   };
@@ -201,7 +175,7 @@ void RecordAgainstBareCalls(benchmark::State& state) {
     state.SetIterationTime(record * 1e-9);
   }
   if (std::filesystem::file_size(log.At("Bench.log")) != kTimes * line.size()) {
-    Fail("records were lost");
+    bench::Fail("records were lost");
   }
 
   char label[128];
@@ -240,5 +214,3 @@ void FormatRecordAlone(benchmark::State& state) {
 BENCHMARK(FormatRecordAlone);
 
 }  // namespace
-
-BENCHMARK_MAIN();
