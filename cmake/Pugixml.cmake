@@ -1,5 +1,6 @@
 # pugixml::pugixml, the system's or, with ZINT_FETCH_PUGIXML, made from a release: a library that was installed for one
-# processor cannot be linked into a program for two, and a program that ships should not ask for a shared one.
+# processor cannot be linked into a program for two, and a program that ships should not ask for a shared one. On Linux
+# the installed libraries need it, so the one made here is installed with them, as platform::pugixml.
 if(NOT ZINT_FETCH_PUGIXML)
   find_package(pugixml REQUIRED)
   return()
@@ -18,5 +19,9 @@ FetchContent_Declare(pugixml
 FetchContent_MakeAvailable(pugixml)
 add_library(zint_pugixml STATIC ${pugixml_SOURCE_DIR}/src/pugixml.cpp)
 add_library(pugixml::pugixml ALIAS zint_pugixml)
-target_include_directories(zint_pugixml SYSTEM PUBLIC ${pugixml_SOURCE_DIR}/src)
-target_link_libraries(zint_pugixml PRIVATE zint_hardening)
+target_include_directories(zint_pugixml SYSTEM PUBLIC $<BUILD_INTERFACE:${pugixml_SOURCE_DIR}/src>)
+target_link_libraries(zint_pugixml PRIVATE $<BUILD_INTERFACE:zint_hardening>)
+if(NOT ZINT_FOUNDATION)
+  set_target_properties(zint_pugixml PROPERTIES EXPORT_NAME pugixml)
+  install(TARGETS zint_pugixml EXPORT platform_targets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endif()

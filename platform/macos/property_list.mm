@@ -1,18 +1,27 @@
 #include "platform/property_list.h"
 
+#import <Foundation/NSData.h>
 #import <Foundation/NSDictionary.h>
+#import <Foundation/NSPropertyList.h>
 #import <Foundation/NSString.h>
 
+#include "platform/checked_file.h"
 #include "platform/macos/foundation_text.h"
 
 namespace platform {
 
 bool ReadPropertyListString(const std::string& path, const std::string& key, std::string* value) {
+  std::string content;
+  if (ReadWholeFile(path, kMaxPropertyListBytes, &content) != 0) return false;
   @autoreleasepool {
-    NSString* const file = ToFoundationPath(path);
     NSString* const name = ToFoundation(key);
-    if (file == nil || name == nil) return false;
-    const id object = [[NSDictionary dictionaryWithContentsOfFile:file] objectForKey:name];
+    NSData* const data = [NSData dataWithBytes:content.data() length:content.size()];
+    const id list = [NSPropertyListSerialization propertyListWithData:data
+                                                              options:NSPropertyListImmutable
+                                                               format:nullptr
+                                                                error:nullptr];
+    if (name == nil || ![list isKindOfClass:[NSDictionary class]]) return false;
+    const id object = [list objectForKey:name];
     if (![object isKindOfClass:[NSString class]]) return false;
     return AssignText(object, value);
   }

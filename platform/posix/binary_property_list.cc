@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/posix/utf8.h"
+
 namespace platform {
 
 namespace {
@@ -36,25 +38,12 @@ std::optional<std::uint64_t> ReadNumber(std::string_view bytes, std::uint64_t of
   return number;
 }
 
-void AppendUtf8(std::uint64_t character, std::string* text) {
-  const auto append = [text](std::uint64_t byte) { text->push_back(static_cast<char>(byte)); };
-  if (character < 0x80) return append(character);
-  if (character >= 0x10000) {
-    append(0xF0 | character >> 18);
-    append(0x80 | (character >> 12 & 0x3F));
-  } else if (character >= 0x800) {
-    append(0xE0 | character >> 12);
-  }
-  append(character < 0x800 ? 0xC0 | character >> 6 : 0x80 | (character >> 6 & 0x3F));
-  append(0x80 | (character & 0x3F));
-}
-
 // `bytes` are whole units. No value where a surrogate stands alone.
 std::optional<std::string> Utf8FromUtf16(std::string_view bytes) {
   std::string text;
-  std::uint64_t high = 0;
+  char32_t high = 0;
   for (std::size_t i = 0; i < bytes.size(); i += 2) {
-    const std::uint64_t unit = *ReadNumber(bytes, i, 2);
+    const auto unit = static_cast<char32_t>(*ReadNumber(bytes, i, 2));
     const bool isLow = unit >= 0xDC00 && unit < 0xE000;
     if (isLow != (high != 0)) return std::nullopt;
     if (isLow) {

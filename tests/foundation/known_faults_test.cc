@@ -294,14 +294,26 @@ std::optional<std::string> Read(const std::string& content) {
   return value;
 }
 
-TEST(KnownFault, ReadsNoBinaryLists) {
+TEST(KnownFault, RaisesForBrokenBinaryLists) {
   using namespace std::string_literals;
-  EXPECT_EQ(Read("bplist00\xD1\x01\x02QKQv\x08\x0B\x0D"
-                 "\x00\x00\x00\x00\x00\x00\x01\x01"
-                 "\x00\x00\x00\x00\x00\x00\x00\x03"
-                 "\x00\x00\x00\x00\x00\x00\x00\x00"
-                 "\x00\x00\x00\x00\x00\x00\x00\x0F"s),
-            std::nullopt);
+  const std::string list =
+      "bplist00\xD1\x01\x02QKQv\x08\x0B\x0D"
+      "\x00\x00\x00\x00\x00\x00\x01\x01"
+      "\x00\x00\x00\x00\x00\x00\x00\x03"
+      "\x00\x00\x00\x00\x00\x00\x00\x00"
+      "\x00\x00\x00\x00\x00\x00\x00\x0F"s;
+  EXPECT_EQ(Read(list), "v");
+  EXPECT_ANY_THROW((void)Read(list.substr(0, list.size() - 1)));
+}
+
+TEST(KnownFault, TakesNoByteOrderMark) {
+  const std::string list =
+      "<?xml version=\"1.0\"?><plist><dict><key>K</key><string>v</string></dict></plist>";
+  EXPECT_EQ(Read("\xEF\xBB\xBF" + list), std::nullopt);
+  EXPECT_EQ(Read(list), "v");
+  std::string utf16 = "\xFF\xFE";
+  for (const char c : list) utf16 += {c, '\0'};
+  EXPECT_EQ(Read(utf16), std::nullopt);
 }
 
 TEST(KnownFault, NeedsADeclaration) {
@@ -320,6 +332,18 @@ TEST(KnownFault, DropsUnknownEntities) {
   EXPECT_EQ(Read("<?xml version=\"1.0\"?><plist><dict><key>K</key>"
                  "<string>a&nothing;b</string></dict></plist>"),
             "ab");
+}
+
+TEST(KnownFault, DropsStrayWords) {
+  EXPECT_EQ(Read("<?xml version=\"1.0\"?>words<plist><dict><key>K</key>"
+                 "<string>v</string></dict></plist>"),
+            "v");
+}
+
+TEST(KnownFault, DropsKeysWithoutValues) {
+  EXPECT_EQ(Read("<?xml version=\"1.0\"?><plist><dict><key>K</key>"
+                 "<string>v</string><key>L</key></dict></plist>"),
+            "v");
 }
 
 }  // namespace

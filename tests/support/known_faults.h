@@ -5,7 +5,7 @@
 // to step around. The macOS half is written for Apple's and bends to none of this. A test says at
 // its place which fault it steps around:
 //
-//   if (test::HasFault(test::Fault::kReadsNoBinaryLists)) GTEST_SKIP() << "GNUstep reads none";
+//   if (test::HasFault(test::Fault::kNeedsADeclaration)) GTEST_SKIP() << "GNUstep takes none";
 //
 // tests/foundation/known_faults_test.cc proves that each fault is still there: when one of its
 // tests fails, the fault is gone and goes from this list.
@@ -54,10 +54,13 @@ enum class Fault {
   kIgnoresBrokenPipes,        // SIGPIPE, from its first look at a file handle on
 
   // Property lists.
-  kReadsNoBinaryLists,    // none at all
-  kNeedsADeclaration,     // XML without "<?xml" at its start is not taken for XML
-  kLosesCharacterData,    // "<![CDATA[...]]>" is dropped
-  kDropsUnknownEntities,  // "&nothing;" is no error and no text
+  kRaisesForBrokenBinaryLists,  // an exception where a number leads out of the list
+  kTakesNoByteOrderMark,        // what begins with a mark, UTF-16 too, is not taken for XML
+  kNeedsADeclaration,           // XML without "<?xml" at its start is not taken for XML
+  kLosesCharacterData,          // "<![CDATA[...]]>" is dropped
+  kDropsUnknownEntities,        // "&nothing;" is no error and no text
+  kDropsStrayWords,             // neither are words before the list,
+  kDropsKeysWithoutValues,      // nor a key at the end of a dictionary
 };
 
 // True only where the macOS half runs against GNUstep's Foundation.
