@@ -21,7 +21,6 @@
 namespace platform {
 namespace {
 
-constexpr std::size_t kMaxIconFileBytes = std::size_t{16} << 20;
 constexpr char kImageName[] = ".folder-icon.png";
 constexpr char kEntryName[] = ".directory";
 constexpr std::string_view kEntryText = "[Desktop Entry]\nIcon=./.folder-icon.png\n";
@@ -84,16 +83,20 @@ class FolderIcons final : public Desktop {
  public:
   bool SetFolderIcon(const std::string& iconFile, const std::string& folder) override {
     std::string content;
-    std::string_view png;
-    if (ReadWholeFile(iconFile, kMaxIconFileBytes, &content) == 0) png = FindLargestPng(content);
-    LocatedItem entry;
-    if (OpenFolder(folder, &entry.folder) != 0) return false;
-    entry.name = kEntryName;
-    return png.empty() ? RemoveIcon(entry) : SetIcon(entry, png);
+    if (ReadWholeFile(iconFile, kMaxIconFileBytes, &content) != 0) content.clear();
+    return SetFolderImage(content, folder);
   }
 };
 
 }  // namespace
+
+bool SetFolderImage(std::string_view icns, const std::string& folder) {
+  const std::string_view png = FindLargestPng(icns);
+  LocatedItem entry;
+  if (OpenFolder(folder, &entry.folder) != 0) return false;
+  entry.name = kEntryName;
+  return png.empty() ? RemoveIcon(entry) : SetIcon(entry, png);
+}
 
 Desktop& PosixDesktop() {
   static FolderIcons icons;

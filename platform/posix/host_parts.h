@@ -18,6 +18,10 @@ namespace platform {
 [[nodiscard]] HostInfo& PosixHostInfo();
 [[nodiscard]] Desktop& PosixDesktop();
 
+// Gives `folder` the icon that an icns file of these bytes holds, as
+// `Desktop::SetFolderIcon` says.
+[[nodiscard]] bool SetFolderImage(std::string_view icns, const std::string& folder);
+
 // The numbers at the start of a version text: "12" -> 12.0.0, "22.04" ->
 // 22.4.0, "6.1.0-18-amd64" -> 6.1.0. No value where it does not begin with a
 // digit or a number does not fit.

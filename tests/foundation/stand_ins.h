@@ -11,7 +11,7 @@
 
 namespace test {
 
-// The icons that were set since the program began, e.g. "/a.icns -> /folder", "none -> /folder"
+// The icons that were set since the program began, e.g. "12 bytes -> /folder", "none -> /folder"
 // where there was no image.
 [[nodiscard]] std::vector<std::string>& SetIcons();
 

@@ -7,6 +7,7 @@
 #import <Foundation/Foundation.h>
 #import <SystemConfiguration/SystemConfiguration.h>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/item_query.h"
@@ -131,24 +132,20 @@ OSErr Gestalt(OSType selector, SInt32* response) {
 
 @implementation NSImage
 
-- (id)initWithContentsOfFile:(NSString*)fileName {
+- (id)initWithData:(NSData*)data {
   self = [super init];
-  if (self == nil) return nil;
-  if (![[NSFileManager defaultManager] isReadableFileAtPath:fileName]) {
-    [self release];
-    return nil;
-  }
-  _fileName = [fileName copy];
+  // The one place for an object of any class.
+  if (self != nil) _delegate = [data copy];
   return self;
 }
 
 - (void)dealloc {
-  [_fileName release];
+  [_delegate release];
   [super dealloc];
 }
 
-- (NSString*)name {
-  return _fileName;
+- (id)delegate {
+  return _delegate;
 }
 
 @end
@@ -171,9 +168,11 @@ OSErr Gestalt(OSType selector, SInt32* response) {
 
 - (BOOL)setIcon:(NSImage*)image forFile:(NSString*)fullPath options:(NSUInteger)options {
   if (options != 0 || ![[NSFileManager defaultManager] isWritableFileAtPath:fullPath]) return NO;
-  const char* const source = image == nil ? "none" : [[image name] UTF8String];
-  test::SetIcons().push_back(std::string(source) + " -> " + [fullPath UTF8String]);
-  (void)platform::PosixDesktop().SetFolderIcon(image == nil ? "" : source, [fullPath UTF8String]);
+  NSData* const data = [image delegate];
+  const std::string_view icns(static_cast<const char*>([data bytes]), [data length]);
+  const std::string source = image == nil ? "none" : std::to_string(icns.size()) + " bytes";
+  test::SetIcons().push_back(source + " -> " + [fullPath UTF8String]);
+  (void)platform::SetFolderImage(icns, [fullPath UTF8String]);
   return YES;
 }
 

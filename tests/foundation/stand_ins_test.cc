@@ -20,16 +20,43 @@ namespace {
 
 TEST(MacDesktop, GivesTheWorkspaceTheImageOrNone) {
   const test::ScopedTempDir dir;
+  const std::string content(kMaxIconFileBytes, 'i');
   test::PutFile(dir.Join("icon.icns"), "icns");
+  test::PutFile(dir.Join("empty.icns"), "");
+  test::PutFile(dir.Join("largest.icns"), content);
+  test::PutFile(dir.Join("larger.icns"), content + "i");
+  test::MakeFifo(dir.Join("fifo.icns"));
+  test::MakeDirs(dir.Join("folder"));
+  const struct {
+    const char* name;
+    const char* image;
+  } rows[] = {
+      {"icon.icns", "4 bytes"}, {"empty.icns", "0 bytes"}, {"largest.icns", "16777216 bytes"},
+      {"larger.icns", "none"},  {"fifo.icns", "none"},     {"folder", "none"},
+      {"missing", "none"},      {"\xFF", "none"}};
+  test::RunInChild([&] {
+    for (const auto& row : rows) {
+      SCOPED_TRACE(row.name);
+      EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(dir.Join(row.name), dir.Join("folder")));
+      EXPECT_EQ(test::SetIcons().back(), std::string(row.image) + " -> " + dir.Join("folder"));
+    }
+    EXPECT_EQ(test::SetIcons().size(), std::size(rows));
+  });
+}
+
+TEST(MacDesktop, GivesTheWorkspaceNoImageBehindTheLinkOfAStranger) {
+  if (const std::string why = test::WhyNoRealRoot(); !why.empty()) GTEST_SKIP() << why;
+  const test::ScopedTempDir dir;
+  test::PutFile(dir.Join("icon.icns"), "icns");
+  test::MakeLink(dir.Join("link.icns"), "icon.icns");
+  test::SetOwner(dir.Join("link.icns"), 501, 501);
   test::MakeDirs(dir.Join("folder"));
   test::RunInChild([&dir] {
-    EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(dir.Join("icon.icns"), dir.Join("folder")));
-    EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(dir.Join("missing"), dir.Join("folder")));
-    EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(dir.Join("\xFF"), dir.Join("folder")));
-    EXPECT_EQ(test::SetIcons(),
-              (std::vector<std::string>{dir.Join("icon.icns") + " -> " + dir.Join("folder"),
-                                        "none -> " + dir.Join("folder"),
-                                        "none -> " + dir.Join("folder")}));
+    EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(dir.Join("link.icns"), dir.Join("folder")));
+    EXPECT_EQ(test::SetIcons(), std::vector<std::string>{"none -> " + dir.Join("folder")});
+    test::SetOwner(dir.Join("icon.icns"), 501, 501);
+    EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(dir.Join("link.icns"), dir.Join("folder")));
+    EXPECT_EQ(test::SetIcons().back(), "4 bytes -> " + dir.Join("folder"));
   });
 }
 

@@ -44,6 +44,14 @@ TEST(SetFolderIcon, TakesNoImage) {
   EXPECT_EQ(test::GetFile(temp.Join("folder/kept")), "bytes");
 }
 
+TEST(SetFolderIcon, TakesAnythingButAFileForNoImageWithoutWaiting) {
+  const test::ScopedTempDir temp;
+  test::MakeDirs(temp.Join("folder"));
+  test::MakeFifo(temp.Join("fifo"));
+  EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(temp.Join("fifo"), temp.Join("folder")));
+  EXPECT_TRUE(DefaultHost().desktop->SetFolderIcon(temp.Path(), temp.Join("folder")));
+}
+
 TEST(SetFolderIcon, FailsForAMissingFolder) {
   const test::ScopedTempDir temp;
   test::PutFile(temp.Join("icon.icns"), SmallIcon());
