@@ -1,6 +1,7 @@
 # The program runs as root on machines that are not ours: what the toolchain
 # offers against memory errors is on in every build type.
 include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
 include(CheckLinkerFlag)
 
 add_library(zint_hardening INTERFACE)
@@ -19,6 +20,9 @@ foreach(flag -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
   endif()
 endforeach()
 
+# Some compilers define it themselves, and any other value would be a redefinition. Both are options, because definitions
+# come first on the command line.
+target_compile_options(zint_hardening INTERFACE -U_FORTIFY_SOURCE)
 if(ZINT_SANITIZERS)
   # Fortified calls hide overflows from the sanitizers.
   target_compile_options(zint_hardening INTERFACE
@@ -26,6 +30,23 @@ if(ZINT_SANITIZERS)
   target_link_options(zint_hardening INTERFACE
     -fsanitize=${ZINT_SANITIZERS} -fno-sanitize-recover=all)
 else()
-  target_compile_definitions(zint_hardening INTERFACE
-    $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2> _GLIBCXX_ASSERTIONS)
+  # Level 3 also checks sizes that only the running program knows. Where C library or compiler have none, it is 2 under
+  # another name, or a warning.
+  set(CMAKE_REQUIRED_FLAGS "-O2 -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -Werror")
+  check_cxx_source_compiles("
+    #include <cstdlib>
+    #if __USE_FORTIFY_LEVEL < 3
+    #error
+    #endif
+    int main() {}" ZINT_HAS_FORTIFY_SOURCE_3)
+  unset(CMAKE_REQUIRED_FLAGS)
+  if(ZINT_HAS_FORTIFY_SOURCE_3)
+    set(fortify_level 3)
+  else()
+    set(fortify_level 2)
+  endif()
+  # The C library needs an optimised build for it.
+  target_compile_options(zint_hardening INTERFACE
+    $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=${fortify_level}>)
+  target_compile_definitions(zint_hardening INTERFACE _GLIBCXX_ASSERTIONS)
 endif()
