@@ -1,10 +1,23 @@
 # pugixml::pugixml, the system's or, with ZINT_FETCH_PUGIXML, made from a release: a library that was installed for one
 # processor cannot be linked into a program for two, and a program that ships should not ask for a shared one. On Linux
 # the installed libraries need it, so the one made here is installed with them, as platform::pugixml.
+# ZINT_PUGIXML_SAVES_TO_STREAMS tells whether it can save to a stream: the system's cannot where it was built for another
+# C++ library.
 if(NOT ZINT_FETCH_PUGIXML)
   find_package(pugixml REQUIRED)
+  include(CheckCXXSourceCompiles)
+  set(CMAKE_REQUIRED_LIBRARIES pugixml::pugixml)
+  check_cxx_source_compiles("
+    #include <pugixml.hpp>
+    #include <sstream>
+    int main() {
+      std::ostringstream stream;
+      pugi::xml_document().save(stream);
+    }" ZINT_PUGIXML_SAVES_TO_STREAMS)
+  unset(CMAKE_REQUIRED_LIBRARIES)
   return()
 endif()
+set(ZINT_PUGIXML_SAVES_TO_STREAMS ON)
 
 include(FetchContent)
 if(POLICY CMP0135)

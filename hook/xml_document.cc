@@ -4,6 +4,7 @@
 #include <ios>
 #include <new>
 #include <sstream>
+#include <utility>
 
 namespace hook {
 
@@ -18,6 +19,20 @@ std::unique_ptr<pugi::xml_document> MakeDocument() {
   pugi::set_memory_management_functions(Allocate, Deallocate);
   return std::make_unique<pugi::xml_document>();
 }
+
+#ifdef ZINT_SAVE_THROUGH_A_WRITER
+class TextWriter final : public pugi::xml_writer {
+ public:
+  void write(const void* data, std::size_t size) override {
+    text_.append(static_cast<const char*>(data), size);
+  }
+
+  [[nodiscard]] std::string TakeText() { return std::move(text_); }
+
+ private:
+  std::string text_;
+};
+#endif
 
 }  // namespace
 
@@ -47,6 +62,19 @@ bool XmlDocument::AppendTextElement(const char* name, const char* value, pugi::x
   return !node.empty();
 }
 
+#ifdef ZINT_SAVE_THROUGH_A_WRITER
+
+// pugixml's own stream functions are those of the C++ library that it was built for, not of this
+// program's.
+bool XmlDocument::SaveToString(std::string& text) const {
+  TextWriter writer;
+  document_->save(writer, "", pugi::format_raw, pugi::encoding_auto);
+  text = writer.TakeText();
+  return true;
+}
+
+#else
+
 bool XmlDocument::SaveToString(std::string& text) const {
   std::ostringstream stream;
   // By default a stream goes on without the memory that it did not get, and the text ends early.
@@ -55,5 +83,7 @@ bool XmlDocument::SaveToString(std::string& text) const {
   text = stream.str();
   return true;
 }
+
+#endif
 
 }  // namespace hook
