@@ -45,8 +45,8 @@ else()
   else()
     set(fortify_level 2)
   endif()
-  # The C library needs an optimised build for it.
-  target_compile_options(zint_hardening INTERFACE
-    $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=${fortify_level}>)
+  # The C library needs optimised code for it.
+  set(is_optimised $<NOT:$<OR:$<CONFIG:Debug>,$<BOOL:$<TARGET_PROPERTY:ZINT_UNOPTIMISED>>>>)
+  target_compile_options(zint_hardening INTERFACE $<${is_optimised}:-D_FORTIFY_SOURCE=${fortify_level}>)
   target_compile_definitions(zint_hardening INTERFACE _GLIBCXX_ASSERTIONS)
 endif()
