@@ -64,11 +64,17 @@ std::vector<std::string> ReadLines(std::FILE* file) {
   return lines;
 }
 
+// The built program, or the other build of it that the environment names.
+std::string Program() {
+  const char* const other = std::getenv("ZINT_TESTED_PROGRAM");
+  return other != nullptr ? other : ZINT_PROGRAM;
+}
+
 // The shared libraries that the program needs at its start, the loader included, by path; also
 // those of one more library, unless its name is empty.
 std::set<std::string> FindLibraries(const std::string& oneMore) {
   const std::string command =
-      "LD_TRACE_LOADED_OBJECTS=1 LD_PRELOAD='" + oneMore + "' '" ZINT_PROGRAM "' 2>/dev/null";
+      "LD_TRACE_LOADED_OBJECTS=1 LD_PRELOAD='" + oneMore + "' '" + Program() + "' 2>/dev/null";
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> list(popen(command.c_str(), "re"), pclose);
   std::set<std::string> paths;
   if (list == nullptr) {
@@ -250,7 +256,7 @@ Changes WithoutLog(const Changes& changes) {
 ThrowAwayRoot::ThrowAwayRoot() {
   // The test is about to be skipped: nothing of the program may start outside a root.
   if (!WhyNoRoot().empty()) return;
-  CopyItem(ZINT_PROGRAM, Join("/Installer/ZintCustomHook"));
+  CopyItem(Program(), Join("/Installer/ZintCustomHook"));
   EXPECT_TRUE(AddLibrary(""));
   if (HasFault(Fault::kTakesAFolderOfItsOwnForBundle)) {
     // So that what lies beside the program lies beside that folder, too.
