@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <ctime>
 #include <string>
 #include <sys/ipc.h>
 #include <sys/sem.h>
@@ -25,9 +27,13 @@ union Argument {
   struct seminfo* info;
 };
 
-// A set tells who operated on it last; those of other programs are none of ours.
-bool WasUsedHere(int set, unsigned long count) {
-  for (int semaphore = 0; semaphore < static_cast<int>(count); ++semaphore) {
+const std::time_t kProcessStart = std::time(nullptr);
+
+// A set tells which process operated on it last, and when. Process numbers are used again, so one
+// that was last touched before this process began is another's.
+bool WasUsedHere(int set, const semid_ds& status) {
+  if (std::max(status.sem_otime, status.sem_ctime) < kProcessStart) return false;
+  for (int semaphore = 0; semaphore < static_cast<int>(status.sem_nsems); ++semaphore) {
     if (semctl(set, semaphore, GETPID) == getpid()) return true;
   }
   return false;
@@ -39,7 +45,7 @@ const RestingStateCheck kSemaphoreSets([]() -> std::string {
   for (int index = 0; index <= highest; ++index) {
     struct semid_ds status = {};
     const int set = semctl(index, 0, SEM_STAT, Argument{.buf = &status});
-    if (set != -1 && WasUsedHere(set, status.sem_nsems)) return "semaphore set left behind";
+    if (set != -1 && WasUsedHere(set, status)) return "semaphore set left behind";
   }
   return "";
 });

@@ -190,7 +190,7 @@ TEST(FindStringInBinaryPropertyList, FailsAtNumbersThatLeadOutOfTheList) {
       {"key behind the last object", List({"\xD1\x03\x02", "QK", "Qk"})},
       {"value behind the last object", List({"\xD1\x01\x03", "QK", "Qk"})},
       {"root in the table, behind the last object",
-       List({"QK", "Qk", "\xD1"s + '\0' + "\x01"}, {.root = 2, .objectCount = 2})},
+       List({"QK", "Qk", std::string("\xD1\0\x01", 3)}, {.root = 2, .objectCount = 2})},
       {"key in the table, behind the last object",
        List({"\xD1\x02\x01", "Qk", "QK"}, {.objectCount = 2})},
       {"value in the table, behind the last object", List(objects, {.objectCount = 2})},
