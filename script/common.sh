@@ -44,7 +44,7 @@ prepare() {
     rm -f "$1/.room" 2>/dev/null || :
     fail "cannot write below $PWD: ${trouble##*: }"
   fi
-  rm "$1/.room"
+  rm -f "$1/.room"
 }
 
 # give_up <folder> <output>: fails with what a tool had to say that writes into the folder, but in a line where it says
@@ -61,6 +61,6 @@ give_up() {
 
 # has_preset <configure|build|test> <name>: whether CMake has that preset here.
 has_preset() {
-  command -v cmake >/dev/null || script/bootstrap
+  command -v cmake >/dev/null || script/bootstrap || exit 1
   cmake "--list-presets=$1" | sed -n 's/^ *"\([^"]*\)".*/\1/p' | grep -qxF -e "$2"
 }
