@@ -77,7 +77,7 @@ bool FindProgramParent(std::string& outPath) {
 bool MakeUserLogs(std::string& outPath) {
   std::string home;
   GetUserHomeDirectory(home);
-  // Without a home the folders would be those at the root of the disk.
+  // An empty home would stand for the root of the disk.
   if (home.empty()) return false;
   std::array<char, kHomePathBytes> path;
   for (const char* const folder : {"/Library", "/Library/Logs"}) {

@@ -48,7 +48,7 @@ class EffectiveUserSwitch {
 };
 
 [[nodiscard]] bool MakeLogsFolder(const std::string& home, std::string& out) {
-  // Without a home the folders would be those at the root of the disk.
+  // An empty home would make /Library and /Library/Logs.
   if (home.empty()) return false;
   std::string path = home;
   for (const char* const folder : {"/Library", "/Logs"}) {
@@ -112,7 +112,7 @@ void HandOver(const std::string& folder, const platform::ConsoleUser& user) {
   if (user) {
     std::string outer;
     (void)GetLogsFolderAsConsoleUser(outer);
-    // First, for the umask may keep its maker out of it.
+    // Before *Ixer* is made in it: the umask may have kept us out of what we just made.
     HandOver(outer + "/Caldris", *user);
   }
   (void)platform::MakeFolder(path, 0777);

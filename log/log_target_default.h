@@ -45,8 +45,8 @@ class LogTargetDefault : public LogTargetBase {
   explicit LogTargetDefault(const char* name);
 
   // Limits the time that the target waits for its lock from now on, in all, however often it is
-  // opened: after that a record that would have to wait is dropped (cross_process_lock.h). May be
-  // called at any time; without it the target waits without limit.
+  // opened: after that a record that would have to wait is dropped (cross_process_lock.h). Not
+  // while another thread opens or closes the target. Without it the target waits without limit.
   void SetLongestWait(std::chrono::nanoseconds longest);
 
   // log_file.h says what is refused.

@@ -22,10 +22,10 @@ namespace dunmar {
 // Threads: any number of them may log at once, through one logger or several, also to the same
 // targets. No thread may meanwhile change what they use: register or unregister a target, set one
 // up (log_setup.h), open or close it, or call `SetFieldText2`. Neither logger nor registry holds a
-// lock. A log file has one (cross_process_lock.h), which keeps apart the threads that write it as
-// it does the processes, and the rotation of the file belongs to one of them; a target of another
-// kind has to see to that itself. (macOS: two files of one process must not be rotated at the same
-// moment, because basename(3) and dirname(3) have one buffer there for all threads.)
+// lock. A log file has one (cross_process_lock.h): one thread at a time writes and rotates it, in
+// whichever process. A target of another kind has to see to that itself. (On macOS basename(3) and
+// dirname(3) have one buffer for all threads. There, while one thread rotates a log, no other may
+// rotate one, take paths apart by fileutils/paths.h, or write, copy or create files by fileutils.)
 //
 // A null format logs nothing. For `Warn`, `Error`, `Fatal` and `Log` a null text counts as empty;
 // for the operations ending in `With` every null text makes that nothing is logged.

@@ -1,6 +1,7 @@
 #include "log/pruning.h"
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <iterator>
 #include <utility>
@@ -10,6 +11,7 @@
 #include "log/local_time.h"
 #include "platform/entry_removal.h"
 #include "platform/folder_listing.h"
+#include "platform/monotonic_time.h"
 #include "platform/path_walk.h"
 #include "platform/unique_fd.h"
 
@@ -67,10 +69,27 @@ bool HasUsablePath(const PruneScope& scope, const std::string& entry) {
   return scope.folder.size() + 1 + entry.size() < PATH_MAX;
 }
 
+// The time that one pruning may take. The lock is held meanwhile, and somebody can make entries
+// beside the log without end.
+class Budget {
+ public:
+  // Whether it is used up. Asks the clock at every 64th call.
+  [[nodiscard]] bool IsUsedUp() {
+    if (calls_++ % 64 == 0) isUsedUp_ = platform::MonotonicTime() >= end_;
+    return isUsedUp_;
+  }
+
+ private:
+  std::chrono::nanoseconds end_ = platform::MonotonicTime() + std::chrono::seconds(2);
+  unsigned int calls_ = 0;
+  bool isUsedUp_ = false;
+};
+
 // Removes what is too old as it comes by it. A directory is tried before what is in it, so one that
 // is not empty stays, also if everything in it goes.
-void RemoveTooOld(int folder, const PruneScope& scope, CandidateChoice* choice) {
+void RemoveTooOld(int folder, const PruneScope& scope, Budget* budget, CandidateChoice* choice) {
   platform::WalkFolder(folder, scope.folder, [&](const std::string& entry) {
+    if (budget->IsUsedUp()) return platform::WalkStep::kStop;
     const PruneVerdict verdict = JudgeEntry(scope, entry);
     if (verdict == PruneVerdict::kCandidate) choice->Add(entry);
     // Nothing below any other directory can have a name that begins with the stem.
@@ -84,12 +103,15 @@ void RemoveTooOld(int folder, const PruneScope& scope, CandidateChoice* choice) 
 
 // A directory goes only if it is empty when its turn comes. By age that is before what is in it,
 // and on a walk as well: both ways remove the same entries.
-void RemoveVictims(int folder, const PruneScope& scope, const CandidateChoice& choice) {
+// Where the budget ended the search for candidates, more of them would only have made more victims.
+void RemoveVictims(int folder, const PruneScope& scope, const CandidateChoice& choice,
+                   Budget* budget) {
   for (const std::string& victim : choice.OldestVictims()) {
     if (HasUsablePath(scope, victim)) (void)platform::RemoveEntry(folder, victim);
   }
   if (!choice.HasYoungerVictims()) return;
   platform::WalkFolder(folder, scope.folder, [&](const std::string& entry) {
+    if (budget->IsUsedUp()) return platform::WalkStep::kStop;
     if (JudgeEntry(scope, entry) != PruneVerdict::kCandidate || !HasUsablePath(scope, entry)) {
       return platform::WalkStep::kPass;
     }
@@ -117,9 +139,10 @@ bool PruneOldLogs(const std::string& filePath, int days) {
   platform::UniqueFd folder;
   if (platform::OpenFolder(scope.folder, &folder) != 0) return false;
 
+  Budget budget;
   CandidateChoice choice(scope, keptDays + 1);
-  RemoveTooOld(folder.Get(), scope, &choice);
-  RemoveVictims(folder.Get(), scope, choice);
+  RemoveTooOld(folder.Get(), scope, &budget, &choice);
+  RemoveVictims(folder.Get(), scope, choice, &budget);
   return false;
 }
 

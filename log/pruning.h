@@ -71,8 +71,8 @@ class CandidateChoice {
 // the newest `days`. Not only copies: every file, link and empty directory whose name begins with
 // the stem of the log file counts, also in subdirectories whose names begin so. Works from
 // directory to directory by handle, follows no link and enters no mount point. What cannot be
-// removed stays, and so does what has a path that is too long for a system call. Always false,
-// which nobody asks.
+// removed stays, and so does what has a path that is too long for a system call. Ends after two
+// seconds; the next pruning goes on. Always false, which nobody asks.
 //
 // Other users may write beside the log: time grows with the number of entries whose names begin so,
 // memory with the number of directories among them.

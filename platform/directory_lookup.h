@@ -39,8 +39,8 @@ class DirectoryLookup {
   [[nodiscard]] virtual std::optional<std::string> HomeDirectory() = 0;
 
   // The same for the user of that name. (On macOS: NSHomeDirectoryForUser.) False,
-  // `path` unchanged, for an unknown name as well, and for an entry without an
-  // absolute path.
+  // `path` unchanged, where the home cannot be told, where there is no such user,
+  // and where the entry names no absolute path.
   [[nodiscard]] virtual bool HomeDirectoryForUser(const std::string& name, std::string* path) = 0;
 
  protected:

@@ -32,6 +32,11 @@ int SetEverybodyMode(const UniqueFd& fd) {
   return result == 0 ? 0 : errno;
 }
 
+// A killed creator leaves one file. Somebody may plant any number of such names, so the search and
+// the removal both end.
+constexpr int kMostEntriesSearched = 4096;
+constexpr int kMostLeftoversRemoved = 16;
+
 // Removes the temporary files of other creators. Dead ones need theirs no more, and living ones
 // have lost the race by now: they open the file that is there.
 void RemoveLeftovers(int folder, const std::string& prefix) {
@@ -39,11 +44,15 @@ void RemoveLeftovers(int folder, const std::string& prefix) {
   if (entries.Open(folder, ".") != 0) return;
   const char* name = nullptr;
   unsigned char type = 0;
-  while (entries.Next(&name, &type) == 0 && name != nullptr) {
+  int removed = 0;
+  for (int searched = 0; searched < kMostEntriesSearched && removed < kMostLeftoversRemoved;
+       ++searched) {
+    if (entries.Next(&name, &type) != 0 || name == nullptr) return;
     struct stat status = {};
     if (IsTemporaryName(prefix, name) &&
         ::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode)) {
       (void)Calls().unlinkat(folder, name, 0);
+      ++removed;
     }
   }
 }

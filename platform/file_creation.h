@@ -28,7 +28,8 @@ enum class NewFileMode {
 // The same with `kEverybody` for a file that has its mode by the time that it has its name, however
 // the process ends, where kernel and file system can rename without replacing. Elsewhere as
 // `CreateFile`. A process that is killed meanwhile may leave an empty temporary file beside it,
-// whose name begins with a dot and the item's name; the next creation removes it.
+// whose name begins with a dot and the item's name; the next creation removes it, and at most 16 of
+// them.
 [[nodiscard]] int CreateFileForEverybody(const LocatedItem& item, int flags, UniqueFd* fd,
                                          int* modeError);
 

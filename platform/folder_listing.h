@@ -19,6 +19,7 @@ enum class WalkStep {
   kPass,    // nothing; what is in a directory is not visited
   kEnter,   // visits what is in it, if it is a directory
   kRemove,  // removes it as `remove` does; if it is a directory that stays, visits what is in it
+  kStop,    // ends the walk
 };
 
 // Visits everything below an open directory, each directory before what is in it, in no particular
@@ -30,8 +31,8 @@ enum class WalkStep {
 //
 // POSIX half: goes by the handle alone, whatever is moved meanwhile, and enters no mount point.
 // Holds three descriptors at most, whatever the depth, and only the names of directories that are
-// still to be entered. Visits no more entries of a directory than it had when its turn came, so
-// that nobody who goes on making entries keeps the walk going.
+// still to be entered, 100,000 at most. Visits no more entries of a directory than it had when its
+// turn came. Somebody who makes directories ahead of the walk can keep it going: `visit` ends it.
 //
 // macOS half: finds entries by `path` and removes them below the handle. Passes over what has no
 // UTF-8 form.

@@ -46,6 +46,7 @@ void WalkFolder(int folder, const std::string& path,
             [[[enumerator fileAttributes] fileType] isEqualToString:NSFileTypeDirectory];
         const std::optional<std::string> found = FromFoundation(entry);
         const WalkStep step = found ? visit(*found) : WalkStep::kPass;
+        if (step == WalkStep::kStop) return;
         if (step == WalkStep::kRemove) (void)RemoveEntry(folder, *found);
         if (step == WalkStep::kPass && isFolder) [enumerator skipDescendents];
       }

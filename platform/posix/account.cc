@@ -15,9 +15,9 @@ constexpr std::size_t kFirstBufferBytes = 1024;
 constexpr std::size_t kLastBufferBytes = std::size_t{1} << 20;
 
 // A missing entry is no error by POSIX. Where the database as a whole is missing, or a service
-// behind it does not know the user, the result is ENOENT or ESRCH. getpwnam(3) has seen EBADF and
-// EPERM for missing entries too, of other systems and of calls that report by errno; here they tell
-// that the database could not be read.
+// behind it does not know the user, the result is ENOENT or ESRCH. getpwnam(3) lists EBADF and
+// EPERM for a missing entry, too. That is said of other systems, and of calls that report by errno.
+// Here they mean that the database could not be read.
 bool MeansNoEntry(int error) { return error == 0 || error == ENOENT || error == ESRCH; }
 
 // `lookup` is getpwuid_r or getpwnam_r with its key bound.

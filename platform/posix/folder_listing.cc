@@ -44,9 +44,14 @@ bool Take(WalkStep step, int folder, const char* name, unsigned char type) {
   return isFolder;
 }
 
-// Visits the entries of one directory. `path` is the directory's and a "/".
-void VisitEntries(DirectoryStream* stream, const std::function<WalkStep(const std::string&)>& visit,
-                  std::string* path, std::vector<std::string>* folders) {
+// Names of directories that wait to be entered, in all levels together. Somebody may make any
+// number of them; those beyond stay unvisited.
+constexpr std::size_t kMostWaiting = 100'000;
+
+// Visits the entries of one directory. `path` is the directory's and a "/". Returns whether the
+// walk goes on.
+bool VisitEntries(DirectoryStream* stream, const std::function<WalkStep(const std::string&)>& visit,
+                  std::string* path, std::size_t room, std::vector<std::string>* folders) {
   const std::size_t pathLength = path->size();
   // Counted first: somebody may make entries as fast as they are removed, for ever.
   for (std::size_t left = CountEntries(stream); left > 0; --left) {
@@ -55,9 +60,14 @@ void VisitEntries(DirectoryStream* stream, const std::function<WalkStep(const st
     if (stream->Next(&name, &type) != 0 || name == nullptr) break;
     path->resize(pathLength);
     *path += name;
-    if (Take(visit(*path), stream->Fd(), name, type)) folders->emplace_back(name);
+    const WalkStep step = visit(*path);
+    if (step == WalkStep::kStop) return false;
+    if (Take(step, stream->Fd(), name, type) && folders->size() < room) {
+      folders->emplace_back(name);
+    }
   }
   path->resize(pathLength);
+  return true;
 }
 
 }  // namespace
@@ -93,7 +103,8 @@ void WalkFolder(int folder, const std::string& /*path*/,
   }
   std::string path;
   std::vector<Level> levels(1);
-  VisitEntries(&stream, visit, &path, &levels.back().folders);
+  if (!VisitEntries(&stream, visit, &path, kMostWaiting, &levels.back().folders)) return;
+  std::size_t waiting = levels.back().folders.size();
   for (;;) {
     Level& level = levels.back();
     if (level.folders.empty()) {
@@ -103,13 +114,15 @@ void WalkFolder(int folder, const std::string& /*path*/,
     }
     const std::string name = std::move(level.folders.back());
     level.folders.pop_back();
+    --waiting;
     if (descent.OpenChild(name.c_str(), &stream) != 0) continue;
     path.resize(level.pathLength);
     path += name;
     path += '/';
     Level below = {.pathLength = path.size(), .folders = {}};
-    VisitEntries(&stream, visit, &path, &below.folders);
+    if (!VisitEntries(&stream, visit, &path, kMostWaiting - waiting, &below.folders)) return;
     if (below.folders.empty() || descent.Enter(stream) != 0) continue;
+    waiting += below.folders.size();
     levels.push_back(std::move(below));
   }
 }

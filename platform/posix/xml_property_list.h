@@ -10,8 +10,8 @@ namespace platform {
 // Finds the text under `key` in the dictionary at the root of an XML property list; the last one,
 // where the key comes several times. No value where the XML is not well-formed or in an encoding
 // other than Unicode's and ISO-8859-1, where there is no dictionary, no such key or no string under
-// it, and for a list of more than 32,768 tags and attributes. The text is as the list has it: what
-// is no UTF-8 there is none here.
+// it, and for a list of more than 32,768 of the characters "<" and "=". The bytes are not checked:
+// a list that is not valid UTF-8 gives a text that is not.
 //
 // The root is a "dict" element, or a "plist" element with nothing but one in it. Only its own keys
 // are looked at, and that a value follows each: what is in the values of other keys, and what

@@ -472,6 +472,41 @@ TEST_F(PruneOldLogsTest, RemovesAnyNumberOfCandidates) {
                            "Ixer 2026-11-16 1499", "Ixer.log"}));
 }
 
+TEST_F(PruneOldLogsTest, EndsWhenItsTimeIsUp) {
+  static int asked;
+  asked = 0;
+  PutLogs({"Ixer.log"});
+  for (int i = 1000; i < 1500; ++i) PutLogs({"Ixer old " + std::to_string(i)});
+  platform::ScopedSystemCalls system;
+  // A second goes by between two looks at the clock.
+  system->clockGettime = [](clockid_t /*clock*/, timespec* time) {
+    *time = {.tv_sec = 1000 + asked++, .tv_nsec = 0};
+    return 0;
+  };
+  Prune();
+  const std::size_t left = Logs().size();
+  EXPECT_GT(left, 1U);
+  EXPECT_LT(left, 501U);
+  EXPECT_EQ(Logs().back(), "Ixer.log");
+}
+
+TEST_F(PruneOldLogsTest, GoesOnWhereThePruningBeforeEnded) {
+  static int asked;
+  asked = 0;
+  PutLogs({"Ixer.log"});
+  for (int i = 1000; i < 1500; ++i) PutLogs({"Ixer old " + std::to_string(i)});
+  {
+    platform::ScopedSystemCalls system;
+    system->clockGettime = [](clockid_t /*clock*/, timespec* time) {
+      *time = {.tv_sec = 1000 + asked++, .tv_nsec = 0};
+      return 0;
+    };
+    Prune();
+  }
+  Prune();
+  EXPECT_EQ(Logs(), Names{"Ixer.log"});
+}
+
 TEST_F(PruneOldLogsTest, TriesToRemoveEachOfManyOnce) {
   static std::map<std::string, int> tries;
   tries.clear();

@@ -194,6 +194,15 @@ TEST_F(CreateFileForEverybodyTest, LeavesNoFileOfAnotherModeWhenItIsKilled) {
   EXPECT_EQ(7U, AllNames().size());
 }
 
+TEST_F(CreateFileForEverybodyTest, RemovesNoMoreThanSixteenLeftovers) {
+  for (int i = 10; i < 60; ++i) test::PutFile(At(".new.00000000000000" + std::to_string(i)), "");
+  const std::size_t before = test::ReadTree(dir_.Path()).size();
+  UniqueFd fd;
+  int modeError = -1;
+  EXPECT_EQ(0, CreateFileForEverybody(Locate("new"), O_WRONLY, &fd, &modeError));
+  EXPECT_EQ(before + 1 - 16, test::ReadTree(dir_.Path()).size());
+}
+
 TEST_F(CreateFileForEverybodyTest, LeavesTheNameToAnotherWhoWasFirst) {
   const BeforeMode race([&] {
     test::PutFile(At("file"), "his");
