@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/support/run_in_root.h"
+#include "tests/support/sanitizers.h"
 #include "tests/support/scoped_temp_dir.h"
 
 namespace test {
@@ -106,19 +107,6 @@ class ProgramTest : public testing::Test {
   if (!(root).AddConsole(owner)) GTEST_SKIP() << "no device can be made: " << std::strerror(errno)
 #define NEED_MOUNTS() \
   if (const std::string whyNot = ::test::WhyNoMounts(); !whyNot.empty()) GTEST_SKIP() << whyNot
-
-// The program and the tests are built alike.
-#if defined(__SANITIZE_ADDRESS__)
-#define TEST_HAS_ADDRESS_SANITIZER true
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define TEST_HAS_ADDRESS_SANITIZER true
-#endif
-#endif
-#ifndef TEST_HAS_ADDRESS_SANITIZER
-#define TEST_HAS_ADDRESS_SANITIZER false
-#endif
-inline constexpr bool kHasAddressSanitizer = TEST_HAS_ADDRESS_SANITIZER;
 
 // Whether the program stands on the POSIX half of the platform. That half guards more than it is
 // asked to, where macOS has Foundation's ways: it uses no link of another user to a folder of
